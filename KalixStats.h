@@ -1,0 +1,5 @@
+// Kalix Stats: one include for the whole library.
+#pragma once
+
+#include "core/KalixCore.h"          // IWYU pragma: export
+#include "Statistics/Statistics.h"   // IWYU pragma: export

@@ -1,0 +1,286 @@
+#include "Sorting.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <numeric>
+#include <type_traits>
+#include <vector>
+
+#include "Dispatch.h"
+#include "detail/Select.h"
+
+namespace Kalix {
+
+namespace {
+
+// ---------------------------------------------------------------- radix sort
+//
+// LSD radix sort on the IEEE bit patterns: flipping the sign bit of positive numbers and
+// every bit of negative ones makes unsigned order equal numeric order. NaN maps to the
+// largest key and -0 to +0, so the order is total and equal values stay stable.
+
+template <class T>
+using UKey = std::conditional_t<sizeof(T) == 8, std::uint64_t, std::uint32_t>;
+
+template <class T, bool Desc>
+UKey<T> SortKey(T v) {
+  using U = UKey<T>;
+  if (v != v) return ~U(0);
+  if (v == T(0)) v = T(0);
+  const U b = std::bit_cast<U>(v);
+  constexpr U sign = U(1) << (sizeof(U) * 8 - 1);
+  const U k = (b & sign) ? ~b : (b | sign);
+  if constexpr (Desc) return ~k;  // never all ones: only a NaN pattern maps to key 0
+  return k;
+}
+
+constexpr int kRadixBits = 11;
+constexpr std::size_t kBuckets = std::size_t{1} << kRadixBits;
+constexpr std::size_t kRadixMin = 256;  // below this a comparison sort is faster
+
+template <class T, bool Desc, bool WithIdx>
+void RadixSort(T* x, std::int32_t* idx, std::size_t n) {
+  constexpr int kPasses = static_cast<int>((sizeof(T) * 8 + kRadixBits - 1) / kRadixBits);
+  constexpr UKey<T> mask = static_cast<UKey<T>>(kBuckets - 1);
+  std::vector<std::uint32_t> hist(kPasses * kBuckets, 0);
+  for (std::size_t i = 0; i < n; ++i) {
+    const UKey<T> k = SortKey<T, Desc>(x[i]);
+    for (int p = 0; p < kPasses; ++p) ++hist[static_cast<std::size_t>(p) * kBuckets + ((k >> (p * kRadixBits)) & mask)];
+  }
+  std::vector<T> tx(n);
+  std::vector<std::int32_t> ti(WithIdx ? n : 0);
+  T* src = x;
+  T* dst = tx.data();
+  std::int32_t* si = idx;
+  std::int32_t* di = ti.data();
+  for (int p = 0; p < kPasses; ++p) {
+    std::uint32_t* h = &hist[static_cast<std::size_t>(p) * kBuckets];
+    const int shift = p * kRadixBits;
+    if (h[(SortKey<T, Desc>(src[0]) >> shift) & mask] == n) continue;  // digit constant: pass is a no-op
+    std::uint32_t sum = 0;
+    for (std::size_t b = 0; b < kBuckets; ++b) {
+      const std::uint32_t c = h[b];
+      h[b] = sum;
+      sum += c;
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+      const std::uint32_t pos = h[(SortKey<T, Desc>(src[i]) >> shift) & mask]++;
+      dst[pos] = src[i];
+      if constexpr (WithIdx) di[pos] = si[i];
+    }
+    std::swap(src, dst);
+    if constexpr (WithIdx) std::swap(si, di);
+  }
+  if (src != x) {
+    std::memcpy(x, src, n * sizeof(T));
+    if constexpr (WithIdx) std::memcpy(idx, si, n * sizeof(std::int32_t));
+  }
+}
+
+template <class T, bool Desc>
+void SortWithIdx(std::span<T> x, std::span<std::int32_t> idx) {
+  if (idx.size() != x.size()) ERaise("SortAscend: Indexes.Length <> X.Length");
+  const std::size_t n = x.size();
+  std::iota(idx.begin(), idx.end(), 0);
+  if (n < 2) return;
+  if (n >= kRadixMin) {
+    RadixSort<T, Desc, true>(x.data(), idx.data(), n);
+    return;
+  }
+  std::vector<T> copy(x.begin(), x.end());
+  std::stable_sort(idx.begin(), idx.end(), [&](std::int32_t a, std::int32_t b) {
+    return SortKey<T, Desc>(copy[static_cast<std::size_t>(a)]) < SortKey<T, Desc>(copy[static_cast<std::size_t>(b)]);
+  });
+  for (std::size_t i = 0; i < n; ++i) x[i] = copy[static_cast<std::size_t>(idx[i])];
+}
+
+void RequireRealVec(const TVec& X, const char* msg) {
+  if (X.Complex()) ERaise(msg);
+}
+
+template <class T>
+bool Compare(T v, std::string_view op, T value) {
+  if (op == "<") return v < value;
+  if (op == "<=") return v <= value;
+  if (op == ">") return v > value;
+  if (op == ">=") return v >= value;
+  if (op == "=") return v == value;
+  return v != value;  // "<>"
+}
+
+void CheckOp(std::string_view op) {
+  if (op != "<" && op != "<=" && op != ">" && op != ">=" && op != "=" && op != "<>")
+    ERaise("Find: unknown comparison operator");
+}
+
+// Calls keep(i) for every i where X[i] Op Value holds.
+template <class F>
+void ForEachMatch(const TVec& X, std::string_view Op, double Value, F keep) {
+  CheckOp(Op);
+  WithPrecision(X, [&](auto t) {
+    using T = typename decltype(t)::type;
+    auto x = X.Span<T>();
+    const T v = static_cast<T>(Value);
+    for (std::size_t i = 0; i < x.size(); ++i)
+      if (Compare(x[i], Op, v)) keep(static_cast<int>(i));
+  });
+}
+
+}  // namespace
+
+namespace Kern {
+
+template <class T>
+void SortAscend(std::span<T> x) {
+  if (x.size() >= kRadixMin) {
+    RadixSort<T, false, false>(x.data(), nullptr, x.size());
+    return;
+  }
+  const std::size_t m = detail::PartitionNaNLast(x.data(), x.size());
+  std::sort(x.begin(), x.begin() + static_cast<std::ptrdiff_t>(m));
+}
+
+template <class T>
+void SortAscendIdx(std::span<T> x, std::span<std::int32_t> Idx) {
+  SortWithIdx<T, false>(x, Idx);
+}
+
+template <class T>
+void SortDescendIdx(std::span<T> x, std::span<std::int32_t> Idx) {
+  SortWithIdx<T, true>(x, Idx);
+}
+
+template KALIX_EXPORT void SortAscend<float>(std::span<float>);
+template KALIX_EXPORT void SortAscend<double>(std::span<double>);
+template KALIX_EXPORT void SortAscendIdx<float>(std::span<float>, std::span<std::int32_t>);
+template KALIX_EXPORT void SortAscendIdx<double>(std::span<double>, std::span<std::int32_t>);
+template KALIX_EXPORT void SortDescendIdx<float>(std::span<float>, std::span<std::int32_t>);
+template KALIX_EXPORT void SortDescendIdx<double>(std::span<double>, std::span<std::int32_t>);
+
+}  // namespace Kern
+
+void SortAscend(TVec& X) {
+  RequireRealVec(X, "SortAscend: X.Complex");
+  WithPrecision(X, [&](auto t) { Kern::SortAscend(X.Span<typename decltype(t)::type>()); });
+}
+
+void SortAscend(TVec& X, TVecInt& Indexes) {
+  RequireRealVec(X, "SortAscend: X.Complex");
+  Indexes.Size(X.Length(), prInt32);
+  WithPrecision(X, [&](auto t) {
+    Kern::SortAscendIdx(X.Span<typename decltype(t)::type>(), Indexes.Span<std::int32_t>());
+  });
+}
+
+void SortDescend(TVec& X) {
+  TVecInt idx;
+  SortDescend(X, idx);
+}
+
+void SortDescend(TVec& X, TVecInt& Indexes) {
+  RequireRealVec(X, "SortDescend: X.Complex");
+  Indexes.Size(X.Length(), prInt32);
+  WithPrecision(X, [&](auto t) {
+    Kern::SortDescendIdx(X.Span<typename decltype(t)::type>(), Indexes.Span<std::int32_t>());
+  });
+}
+
+void SortAscend(TMtx& A, int Col) {
+  if (A.Complex()) ERaise("SortAscend: A.Complex");
+  if (Col < 0 || Col >= A.Cols()) ERaise("SortAscend: Col out of range");
+  TVec col;
+  TVecInt idx;
+  A.GetCol(col, Col);
+  SortAscend(col, idx);
+  const TMtx copy(A);
+  TVec row;
+  for (int r = 0; r < A.Rows(); ++r) {
+    copy.GetRow(row, idx[r]);
+    A.SetRow(row, r);
+  }
+}
+
+void GatherByIndex(TVec& Dst, const TVec& Src, const TVecInt& Indexes) {
+  RequireRealVec(Src, "GatherByIndex: Src.Complex");
+  if (&Dst == &Src) {
+    const TVec copy(Src);
+    GatherByIndex(Dst, copy, Indexes);
+    return;
+  }
+  Dst.Size(Indexes.Length(), Src.FloatPrecision());
+  WithPrecision(Src, [&](auto t) {
+    using T = typename decltype(t)::type;
+    auto s = Src.Span<T>();
+    auto d = Dst.Span<T>();
+    for (int i = 0; i < Indexes.Length(); ++i) {
+      const int j = Indexes[i];
+      if (j < 0 || j >= Src.Length()) ERaise("GatherByIndex: index out of range");
+      d[static_cast<std::size_t>(i)] = s[static_cast<std::size_t>(j)];
+    }
+  });
+}
+
+void GatherByMask(TVec& Dst, const TVec& Src, const TVecInt& Mask) {
+  RequireRealVec(Src, "GatherByMask: Src.Complex");
+  if (Mask.Length() != Src.Length()) ERaise("GatherByMask: Mask.Length <> Src.Length");
+  TVec out(0, Src.FloatPrecision());
+  int count = 0;
+  for (int i = 0; i < Mask.Length(); ++i) count += Mask[i] != 0;
+  out.Size(count);
+  WithPrecision(Src, [&](auto t) {
+    using T = typename decltype(t)::type;
+    auto s = Src.Span<T>();
+    auto d = out.Span<T>();
+    std::size_t k = 0;
+    for (int i = 0; i < Mask.Length(); ++i)
+      if (Mask[i] != 0) d[k++] = s[static_cast<std::size_t>(i)];
+  });
+  Dst = std::move(out);
+}
+
+void ScatterByMask(TVec& Dst, const TVec& Src, const TVecInt& Mask) {
+  RequireRealVec(Dst, "ScatterByMask: Dst.Complex");
+  if (Mask.Length() != Dst.Length()) ERaise("ScatterByMask: Mask.Length <> Dst.Length");
+  int k = 0;
+  for (int i = 0; i < Mask.Length(); ++i)
+    if (Mask[i] != 0) {
+      if (k >= Src.Length()) ERaise("ScatterByMask: Src is too short");
+      Dst[i] = Src[k++];
+    }
+}
+
+int FindIndexes(TVecInt& Indexes, const TVec& X, std::string_view Op, double Value) {
+  RequireRealVec(X, "FindIndexes: X.Complex");
+  std::vector<int> found;
+  ForEachMatch(X, Op, Value, [&](int i) { found.push_back(i); });
+  Indexes.Size(static_cast<int>(found.size()), prInt32);
+  std::copy(found.begin(), found.end(), Indexes.Span<std::int32_t>().begin());
+  return static_cast<int>(found.size());
+}
+
+int FindMask(TVecInt& Mask, const TVec& X, std::string_view Op, double Value) {
+  RequireRealVec(X, "FindMask: X.Complex");
+  CheckOp(Op);
+  Mask.Size(X.Length(), prInt32);
+  Mask.SetZero();
+  auto m = Mask.Span<std::int32_t>();
+  int count = 0;
+  ForEachMatch(X, Op, Value, [&](int i) {
+    m[static_cast<std::size_t>(i)] = 1;
+    ++count;
+  });
+  return count;
+}
+
+int FindAndGather(TVec& Dst, const TVec& X, std::string_view Op, double Value, TVecInt* Indexes) {
+  RequireRealVec(X, "FindAndGather: X.Complex");
+  TVecInt idx;
+  const int count = FindIndexes(idx, X, Op, Value);
+  GatherByIndex(Dst, X, idx);
+  if (Indexes != nullptr) *Indexes = std::move(idx);
+  return count;
+}
+
+}  // namespace Kalix

@@ -1,0 +1,124 @@
+#include "TestSupport.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <iomanip>
+#include <limits>
+#include <regex>
+#include <sstream>
+
+namespace KalixTest {
+
+testing::AssertionResult IsClose(const char* eExpr, const char* aExpr, const char* tExpr, double expected,
+                                 double actual, double relTol) {
+  bool ok;
+  if (std::isnan(expected) || std::isnan(actual)) {
+    ok = std::isnan(expected) && std::isnan(actual);
+  } else if (std::isinf(expected) || std::isinf(actual)) {
+    ok = expected == actual;
+  } else {
+    ok = std::fabs(expected - actual) / std::max(std::fabs(expected), 1.0) <= relTol;
+  }
+  if (ok) return testing::AssertionSuccess();
+  std::ostringstream os;
+  os << std::setprecision(17) << aExpr << " = " << actual << " differs from " << eExpr << " = " << expected
+     << " by more than " << tExpr << " = " << relTol << " (relative)";
+  return testing::AssertionFailure() << os.str();
+}
+
+void ExpectAllClose(const std::vector<double>& expected, const Kalix::TDenseKalix& actual, double relTol) {
+  ASSERT_EQ(static_cast<int>(expected.size()), actual.Length());
+  for (int i = 0; i < actual.Length(); ++i) {
+    SCOPED_TRACE("element " + std::to_string(i));
+    EXPECT_CLOSE(expected[static_cast<std::size_t>(i)], actual.Values(i), relTol);
+  }
+}
+
+TVec Vec(std::initializer_list<double> v, Kalix::TMtxFloatPrecision p) { return TVec(v, p); }
+TVec Vec(const std::vector<double>& v, Kalix::TMtxFloatPrecision p) { return TVec(v, p); }
+TMtx Mtx(std::initializer_list<std::initializer_list<double>> rows, Kalix::TMtxFloatPrecision p) {
+  return TMtx(rows, p);
+}
+
+TVec ComplexVec(Kalix::TMtxFloatPrecision p) {
+  TVec v(1, p);
+  v.SetCValue(0, Kalix::TCplx(1.0, 1.0));
+  return v;
+}
+
+TMtx ComplexMtx() { return TMtx(2, 2, Kalix::mvDoubleComplex); }
+
+std::string PrecisionName(const testing::TestParamInfo<Kalix::TMtxFloatPrecision>& info) {
+  return info.param == Kalix::mvSingle ? "Single" : "Double";
+}
+
+namespace {
+
+std::vector<double> Numbers(const std::string& text) {
+  static const std::regex number(R"([-+]?(\d+\.?\d*|\.\d+)([eE][-+]?\d+)?)");
+  std::vector<double> out;
+  for (auto it = std::sregex_iterator(text.begin(), text.end(), number); it != std::sregex_iterator(); ++it)
+    out.push_back(std::stod(it->str()));
+  return out;
+}
+
+}  // namespace
+
+std::vector<double> TNistFile::NumbersOn(int line) const { return Numbers(lines.at(static_cast<std::size_t>(line - 1))); }
+
+std::vector<double> TNistFile::NumbersAfter(const std::string& label) const {
+  for (const std::string& l : lines) {
+    const auto start = l.find_first_not_of(' ');
+    if (start != std::string::npos && l.compare(start, label.size(), label) == 0) return Numbers(l.substr(start + label.size()));
+  }
+  ADD_FAILURE() << "label not found: " << label;
+  return {};
+}
+
+TNistFile LoadNist(const std::string& name) {
+  TNistFile f;
+  std::ifstream in(std::string(KALIX_NIST_DIR) + "/" + name);
+  if (!in) {
+    ADD_FAILURE() << "cannot open NIST file " << name;
+    return f;
+  }
+  for (std::string l; std::getline(in, l);) {
+    if (!l.empty() && l.back() == '\r') l.pop_back();
+    f.lines.push_back(l);
+  }
+  static const std::regex range(R"(Data\s+\(lines\s+(\d+)\s+to\s+(\d+)\))");
+  for (const std::string& l : f.lines) {
+    std::smatch m;
+    if (std::regex_search(l, m, range)) {
+      const int first = std::stoi(m[1]), last = std::stoi(m[2]);
+      for (int i = first; i <= last && i <= static_cast<int>(f.lines.size()); ++i) f.data.push_back(f.NumbersOn(i));
+      break;
+    }
+  }
+  return f;
+}
+
+double LRE(double computed, double certified) {
+  if (computed == certified) return 15.0;
+  const double err = certified == 0.0 ? std::fabs(computed) : std::fabs(computed - certified) / std::fabs(certified);
+  return std::min(15.0, -std::log10(err));
+}
+
+namespace {
+
+// Fails the running test if it returned with scratch containers still borrowed.
+class TScratchLeakListener : public testing::EmptyTestEventListener {
+  void OnTestEnd(const testing::TestInfo&) override {
+    EXPECT_EQ(Kalix::ScratchOutstanding(), 0) << "scratch containers were not returned to the pool";
+  }
+};
+
+const bool kListenerInstalled = [] {
+  testing::UnitTest::GetInstance()->listeners().Append(new TScratchLeakListener);
+  return true;
+}();
+
+}  // namespace
+
+}  // namespace KalixTest
