@@ -1,0 +1,357 @@
+// One-way analysis of variance (groups in columns or by an index) and two-way analysis of
+// variance with or without replications.
+//
+// Every sum is taken about the first observation before anything else: data with a large
+// common offset (instrument readings near 1e12) then lose no digits in the group sums, and
+// the sums of squares are centred sums with the two-pass correction rather than
+// sum(x^2) - N*mean^2, which loses everything such an offset leaves.
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
+
+#include "Regress/Regress.h"
+#include "Regress/detail/IndexSum.h"
+
+namespace Regress {
+
+using namespace Kalix;
+
+namespace {
+
+using detail::IndexSum;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// Sum of squared deviations of (x[i] - K) from m, corrected by (sum of deviations)^2 / n so a
+// rounded m costs nothing to first order. One pass: pairwise blocks of 256 on eight lanes.
+template <class T>
+void DevBlock(const T* x, std::size_t n, T K, T m, T& s, T& ss) {
+  T a[8] = {}, q[8] = {};
+  std::size_t i = 0;
+  for (; i + 8 <= n; i += 8)
+    for (std::size_t j = 0; j < 8; ++j) {
+      const T d = (x[i + j] - K) - m;
+      a[j] += d;
+      q[j] += d * d;
+    }
+  s = ((a[0] + a[1]) + (a[2] + a[3])) + ((a[4] + a[5]) + (a[6] + a[7]));
+  ss = ((q[0] + q[1]) + (q[2] + q[3])) + ((q[4] + q[5]) + (q[6] + q[7]));
+  for (; i < n; ++i) {
+    const T d = (x[i] - K) - m;
+    s += d;
+    ss += d * d;
+  }
+}
+
+template <class T>
+void DevSums(const T* x, std::size_t n, T K, T m, T& s, T& ss) {
+  if (n <= 256) {
+    DevBlock(x, n, K, m, s, ss);
+    return;
+  }
+  const std::size_t half = (n / 2 + 7) / 8 * 8;
+  T s2, ss2;
+  DevSums(x, half, K, m, s, ss);
+  DevSums(x + half, n - half, K, m, s2, ss2);
+  s += s2;
+  ss += ss2;
+}
+
+template <class T>
+T CentredSS(std::span<const T> x, T K, T m) {
+  if (x.empty()) return T(0);
+  T s, ss;
+  DevSums(x.data(), x.size(), K, m, s, ss);
+  return ss - s * s / static_cast<T>(x.size());
+}
+
+// The one-way F decision: no between-group spread gives F = 0, no within-group spread F = Inf.
+void OneWayResult(double SSB, double SSW, double SST, double dfB, double dfW, double Alpha, double& p,
+                  TANOVA1Result& r) {
+  double F;
+  if (SSB == 0.0) {
+    F = 0.0;
+    p = 1.0;
+  } else if (SSW == 0.0) {
+    F = INF;
+    p = 0.0;
+  } else {
+    F = (dfW * SSB) / (dfB * SSW);
+    p = 1.0 - FCDF(F, dfB, dfW);
+  }
+  r.SS1 = SSB;
+  r.SS2 = SSW;
+  r.SSTotal = SST;
+  r.Deg1 = dfB;
+  r.Deg2 = dfW;
+  r.DegTotal = dfB + dfW;
+  r.MS1 = SSB / dfB;
+  r.MS2 = SSW / dfW;
+  r.FDist = F;
+  r.FCrit = FCDFInv(1.0 - Alpha, dfB, dfW);
+}
+
+// ---------------------------------------------------------------- ANOVA1, groups in columns
+
+// Column sums of (a - K) over rows, in blocks of rows so the rounding error stays small for tall data.
+template <class T>
+void ShiftedColumnSums(const T* a, std::size_t rows, std::size_t cols, T K, T* out, T* block) {
+  constexpr std::size_t kRowBlock = 256;
+  std::fill(out, out + cols, T(0));
+  for (std::size_t r0 = 0; r0 < rows; r0 += kRowBlock) {
+    const std::size_t r1 = std::min(rows, r0 + kRowBlock);
+    std::fill(block, block + cols, T(0));
+    for (std::size_t r = r0; r < r1; ++r) {
+      const T* row = a + r * cols;
+      for (std::size_t c = 0; c < cols; ++c) block[c] += row[c] - K;
+    }
+    for (std::size_t c = 0; c < cols; ++c) out[c] += block[c];
+  }
+}
+
+template <class T>
+TANOVA1Result Anova1Columns(const TMtx& Data, double& p, double Alpha) {
+  const std::size_t r = static_cast<std::size_t>(Data.Rows()), k = static_cast<std::size_t>(Data.Cols());
+  auto x = Data.Span<T>();
+  const T K = x.empty() ? T(0) : x[0];
+  TVecScratch sums, block;
+  sums->Size(static_cast<int>(k), PrecisionOf<T>());
+  block->Size(static_cast<int>(k), PrecisionOf<T>());
+  auto m = sums->Span<T>();
+  ShiftedColumnSums(x.data(), r, k, K, m.data(), block->Span<T>().data());
+  for (T& v : m) v /= static_cast<T>(r);  // column means, less K
+  const T g = IndexSum<T>(k, [&](std::size_t j) { return m[j]; }) / static_cast<T>(k);
+  const T ssb = static_cast<T>(r) * IndexSum<T>(k, [&](std::size_t j) { return (m[j] - g) * (m[j] - g); });
+  const T sst = CentredSS<T>(x, K, g);
+  const T ssw = sst - ssb;
+  const double dfB = static_cast<double>(k) - 1.0;
+  const double dfW = (static_cast<double>(r) - 1.0) * static_cast<double>(k);
+  TANOVA1Result res;
+  OneWayResult(static_cast<double>(ssb), static_cast<double>(ssw), static_cast<double>(sst), dfB, dfW, Alpha, p, res);
+  return res;
+}
+
+// ---------------------------------------------------------------- ANOVA1, indexed groups
+
+// Group sums of (x - K) and counts. Interleaved sets of accumulators (group j, lane l at
+// j*Lanes + l) keep runs of one group from waiting on their own previous store; each block
+// of data is summed apart and then added to the totals, so long groups keep their digits.
+// Every index has been checked to lie in 0 .. k-1.
+template <class T, std::size_t Lanes>
+void GroupSums(const T* x, const std::int32_t* g, std::size_t n, T K, std::size_t k, T* sums, std::int32_t* counts,
+               T* laneSum, std::int32_t* laneCount) {
+  const std::size_t blockLen = std::max<std::size_t>(16384, 16 * k);
+  std::fill(sums, sums + k, T(0));
+  std::fill(counts, counts + k, 0);
+  for (std::size_t i0 = 0; i0 < n; i0 += blockLen) {
+    const std::size_t i1 = std::min(n, i0 + blockLen);
+    std::fill(laneSum, laneSum + k * Lanes, T(0));
+    std::fill(laneCount, laneCount + k * Lanes, 0);
+    std::size_t i = i0;
+    for (; i + Lanes <= i1; i += Lanes)
+      for (std::size_t l = 0; l < Lanes; ++l) {
+        const std::size_t j = static_cast<std::size_t>(g[i + l]) * Lanes + l;
+        laneSum[j] += x[i + l] - K;
+        ++laneCount[j];
+      }
+    for (; i < i1; ++i) {
+      const std::size_t j = static_cast<std::size_t>(g[i]) * Lanes;
+      laneSum[j] += x[i] - K;
+      ++laneCount[j];
+    }
+    for (std::size_t j = 0; j < k; ++j) {
+      T s = T(0);
+      for (std::size_t l = 0; l < Lanes; ++l) {
+        s += laneSum[j * Lanes + l];
+        counts[j] += laneCount[j * Lanes + l];  // a count never exceeds Data.Length
+      }
+      sums[j] += s;
+    }
+  }
+}
+
+template <class T>
+TANOVA1Result Anova1Indexed(const TVec& Data, const TVecInt& GroupIndex, double& p, double Alpha) {
+  auto x = Data.Span<T>();
+  auto gi = GroupIndex.Span<std::int32_t>();
+  const std::size_t n = x.size();
+  std::int32_t lo = 0, hi = -1;
+  if (n > 0) {
+    lo = hi = gi[0];
+    for (std::int32_t v : gi) {
+      lo = std::min(lo, v);
+      hi = std::max(hi, v);
+    }
+  }
+  if (lo < 0) ERaise("ANOVA1: GroupIndex < 0");
+  const std::size_t k = static_cast<std::size_t>(static_cast<std::int64_t>(hi) + 1);
+  // Lanes pay off for a few groups; many groups spread the stores by themselves.
+  const bool fewGroups = k <= 65536;
+  const std::size_t lanes = fewGroups ? 4 : 1;
+  if (k * lanes > static_cast<std::size_t>(std::numeric_limits<int>::max())) ERaise("ANOVA1: GroupIndex too large");
+  const T K = n ? x[0] : T(0);
+
+  TVecScratch sums, laneSums;
+  TVecIntScratch counts, laneCounts;
+  sums->Size(static_cast<int>(k), PrecisionOf<T>());
+  counts->Size(static_cast<int>(k), prInt32);
+  laneSums->Size(static_cast<int>(k * lanes), PrecisionOf<T>());
+  laneCounts->Size(static_cast<int>(k * lanes), prInt32);
+  auto s = sums->Span<T>();
+  auto cnt = counts->Span<std::int32_t>();
+  if (fewGroups)
+    GroupSums<T, 4>(x.data(), gi.data(), n, K, k, s.data(), cnt.data(), laneSums->Span<T>().data(),
+                    laneCounts->Span<std::int32_t>().data());
+  else
+    GroupSums<T, 1>(x.data(), gi.data(), n, K, k, s.data(), cnt.data(), laneSums->Span<T>().data(),
+                    laneCounts->Span<std::int32_t>().data());
+
+  const T N = static_cast<T>(n);
+  const T g = IndexSum<T>(k, [&](std::size_t j) { return s[j]; }) / N;  // grand mean, less K
+  // A group number that never occurs has count 0 and mean NaN, which makes SSB NaN.
+  const T ssb = IndexSum<T>(k, [&](std::size_t j) {
+    const T c = static_cast<T>(cnt[j]);
+    const T d = s[j] / c - g;
+    return c * d * d;
+  });
+  const T sst = CentredSS<T>(x, K, g);
+  const T ssw = sst - ssb;
+  const double M = static_cast<double>(hi);
+  TANOVA1Result res;
+  OneWayResult(static_cast<double>(ssb), static_cast<double>(ssw), static_cast<double>(sst), M,
+               static_cast<double>(n) - M - 1.0, Alpha, p, res);
+  return res;
+}
+
+// ---------------------------------------------------------------- ANOVA2
+
+// p-value and F of one effect; SSE = 0 decides by whether the effect has any spread.
+// Deliberate: F = SS_effect * (SSE/dfE) / df_effect, the product of the two mean squares'
+// parts rather than their ratio.
+void Effect(double SS, double df, double SSE, double dfE, double& F, double& p) {
+  if (SSE == 0.0) {
+    F = SS == 0.0 ? 0.0 : INF;
+    p = SS == 0.0 ? 1.0 : 0.0;
+    return;
+  }
+  const double q = SSE / dfE;
+  F = SS * q / df;
+  p = 1.0 - FCDF(F, df, dfE);
+}
+
+template <class T>
+TANOVA2Result Anova2Kernel(const TMtx& Data, double& pRows, double& pCols, double& pInter, int Replications,
+                           double Alpha) {
+  const std::size_t R = static_cast<std::size_t>(Replications);
+  const std::size_t a = static_cast<std::size_t>(Data.Rows()) / R, b = static_cast<std::size_t>(Data.Cols());
+  auto x = Data.Span<T>();
+  const T K = x.empty() ? T(0) : x[0];
+  const T tR = static_cast<T>(R), ta = static_cast<T>(a), tb = static_cast<T>(b);
+
+  // Cell means (less K): the mean of the Replications rows of each cell.
+  TMtxScratch cells;
+  TVecScratch rowMeans, colMeans;
+  cells->Size(static_cast<int>(a), static_cast<int>(b), PrecisionOf<T>());
+  rowMeans->Size(static_cast<int>(a), PrecisionOf<T>());
+  colMeans->Size(static_cast<int>(b), PrecisionOf<T>());
+  auto c = cells->Span<T>();
+  for (std::size_t i = 0; i < a; ++i)
+    for (std::size_t j = 0; j < b; ++j)
+      c[i * b + j] = IndexSum<T>(R, [&](std::size_t r) { return x[(i * R + r) * b + j] - K; }) / tR;
+  auto rm = rowMeans->Span<T>();
+  auto cm = colMeans->Span<T>();
+  for (std::size_t i = 0; i < a; ++i) rm[i] = IndexSum<T>(b, [&](std::size_t j) { return c[i * b + j]; }) / tb;
+  for (std::size_t j = 0; j < b; ++j) cm[j] = IndexSum<T>(a, [&](std::size_t i) { return c[i * b + j]; }) / ta;
+  const T g = IndexSum<T>(b, [&](std::size_t j) { return cm[j]; }) / tb;
+
+  const T ssCols = tR * ta * IndexSum<T>(b, [&](std::size_t j) { return (cm[j] - g) * (cm[j] - g); });
+  const T ssRows = tR * tb * IndexSum<T>(a, [&](std::size_t i) { return (rm[i] - g) * (rm[i] - g); });
+  const T ssTotal = CentredSS<T>(x, K, g);
+  // What the cell means leave after both main effects: the interaction, or the error
+  // without replications.
+  const T sRes = tR * IndexSum<T>(a * b, [&](std::size_t ij) {
+    const T d = c[ij] - rm[ij / b] - cm[ij % b] + g;
+    return d * d;
+  });
+  const bool replicated = R > 1;
+  T sse = sRes;
+  if (replicated)
+    sse = IndexSum<T>(a * b * R, [&](std::size_t e) {  // spread inside the cells
+      const std::size_t row = e / b, j = e % b;
+      const T d = (x[e] - K) - c[(row / R) * b + j];
+      return d * d;
+    });
+
+  const double da = static_cast<double>(a), db = static_cast<double>(b), dR = static_cast<double>(R);
+  const double dfRows = da - 1.0, dfCols = db - 1.0;
+  const double dfE = replicated ? (dR - 1.0) * da * db : (db - 1.0) * (da - 1.0);
+  const double dfInter = replicated ? (db - 1.0) * (da - 1.0) : 0.0;
+  const double SSRows = static_cast<double>(ssRows), SSCols = static_cast<double>(ssCols);
+  const double SSE = static_cast<double>(sse);
+  const double SSInter = replicated ? static_cast<double>(sRes) : kNaN;
+
+  TANOVA2Result r;
+  Effect(SSRows, dfRows, SSE, dfE, r.FDist1, pRows);
+  Effect(SSCols, dfCols, SSE, dfE, r.FDist2, pCols);
+  if (replicated) {
+    Effect(SSInter, dfInter, SSE, dfE, r.FDist3, pInter);
+    r.FCrit3 = FCDFInv(1.0 - Alpha, dfInter, dfE);
+  } else {
+    r.FDist3 = kNaN;
+    r.FCrit3 = kNaN;
+  }
+  r.SS1 = SSRows;
+  r.SS2 = SSCols;
+  r.SS3 = SSInter;
+  r.SS4 = SSE;
+  r.SSTotal = static_cast<double>(ssTotal);
+  r.Deg1 = dfRows;
+  r.Deg2 = dfCols;
+  r.Deg3 = replicated ? dfInter : kNaN;
+  r.Deg4 = dfE;
+  r.DegTotal = static_cast<double>(Data.Rows()) * static_cast<double>(Data.Cols()) - 1.0;
+  r.MS1 = SSRows / dfRows;
+  r.MS2 = SSCols / dfCols;
+  r.MS3 = replicated ? SSInter / dfInter : kNaN;
+  r.MS4 = SSE / dfE;
+  r.FCrit1 = FCDFInv(1.0 - Alpha, dfRows, dfE);
+  r.FCrit2 = FCDFInv(1.0 - Alpha, dfCols, dfE);
+  return r;
+}
+
+}  // namespace
+
+TANOVA1Result ANOVA1(const TMtx& Data, double& p, double Alpha) {
+  if (Data.Complex()) ERaise("ANOVA1: Data.Complex");
+  return WithPrecision(Data, [&](auto t) { return Anova1Columns<typename decltype(t)::type>(Data, p, Alpha); });
+}
+
+TANOVA1Result ANOVA1(const TVec& Data, const TVecInt& GroupIndex, double& p, double Alpha) {
+  // An integer vector is never complex; the text names both for symmetry with the data.
+  if (Data.Complex()) ERaise("ANOVA1: Data.Complex or GroupIndex.Complex");
+  if (Data.Length() != GroupIndex.Length()) ERaise("ANOVA1: Data.Length <> GroupIndex.Length");
+  if (GroupIndex.IntPrecision() != prInt32) ERaise("ANOVA1: GroupIndex.IntPrecision <> prInt32");
+  return WithPrecision(Data, [&](auto t) {
+    return Anova1Indexed<typename decltype(t)::type>(Data, GroupIndex, p, Alpha);
+  });
+}
+
+TANOVA2Result ANOVA2(const TMtx& Data, double& pRows, double& pCols, double& pInter, int Replications,
+                     double Alpha) {
+  pInter = 0.0;
+  // Deliberate: the remainder is tested before Replications itself, so Replications = 0
+  // fails as an integer division by zero rather than with its own message.
+  if (Replications == 0) ERaise("Division by zero");
+  if (Data.Rows() % Replications != 0) ERaise("ANOVA2: (Data.Rows mod Replications) <> 0");
+  if (Replications <= 0) ERaise("ANOVA2: Replications <= 0");
+  if (Data.Complex()) ERaise("ANOVA2: Data.Complex = true");
+  return WithPrecision(Data, [&](auto t) {
+    return Anova2Kernel<typename decltype(t)::type>(Data, pRows, pCols, pInter, Replications, Alpha);
+  });
+}
+
+}  // namespace Regress

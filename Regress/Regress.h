@@ -1,0 +1,121 @@
+// Regress: linear least squares, regression statistics and analysis of variance.
+// Design matrices hold observations in rows and regressors in columns; a requested constant
+// term is an extra leading column of ones, so the intercept is parameter 0. Every routine
+// checks its arguments in a fixed order and raises Kalix::EKalixError with the texts quoted
+// below; the core's own errors (singular systems, mismatched sizes) pass through unchanged.
+#pragma once
+
+#include "core/KalixCore.h"
+
+namespace Regress {
+
+using Kalix::TMtx;
+using Kalix::TVec;
+using Kalix::TVecInt;
+
+// ---------------------------------------------------------------- records
+
+/// Matrix solver of MulLinRegress: Householder QR, SVD (threshold 1e-9) or LU (square only).
+enum TRegSolveMethod : int { regSolveLQR, regSolveSVD, regSolveLU };
+
+/// The overall F test of a regression.
+struct TFStats {
+  double SSE;     ///< residual sum of squares
+  double SSR;     ///< regression sum of squares
+  int dFE;        ///< error degrees of freedom
+  int dFR;        ///< regression degrees of freedom
+  double F;       ///< F statistic
+  double Signif;  ///< upper-tail probability of F
+};
+
+/// Goodness of fit of a regression.
+struct TRegStats {
+  double SSE;          ///< residual sum of squares
+  double SST;          ///< total sum of squares about the (weighted) mean, or about 0 without constant
+  double SSR;          ///< SST - SSE
+  double ResidualVar;  ///< SSE / dfE
+  double R2;           ///< coefficient of determination
+  double AdjustedR2;   ///< R2 adjusted for the degrees of freedom
+  int dfE;             ///< error degrees of freedom, n - NumParams
+  int dfT;             ///< total degrees of freedom, n - 1 (with or without constant)
+  double StdError;     ///< sqrt(ResidualVar)
+  TFStats FStats;      ///< the overall F test
+};
+
+/// One-way analysis of variance (group = between, error = within).
+struct TANOVA1Result {
+  double SS1, SS2, SSTotal;     ///< between, within and total sums of squares
+  double Deg1, Deg2, DegTotal;  ///< their degrees of freedom
+  double MS1, MS2;              ///< between and within mean squares
+  double FDist;                 ///< F statistic
+  double FCrit;                 ///< critical F at the significance level
+};
+
+/// Two-way analysis of variance: 1 = rows factor, 2 = columns factor, 3 = interaction, 4 = error.
+/// Without replications every interaction field is NaN.
+struct TANOVA2Result {
+  double SS1, SS2, SS3, SS4, SSTotal;
+  double Deg1, Deg2, Deg3, Deg4, DegTotal;
+  double MS1, MS2, MS3, MS4;
+  double FDist1, FDist2, FDist3;
+  double FCrit1, FCrit2, FCrit3;
+};
+
+// ---------------------------------------------------------------- linear least squares
+
+/// Straight line Y = B[0] + B[1]*X (B sized 2), or Y = B[0]*X without Constant (B sized 1),
+/// optionally weighted. YCalc gets the fitted values, V the 2x2 inverse of the normal matrix
+/// [[S, Sx], [Sx, Sxx]] (also without Constant). Raises "LinRegress : X.Length <> Y.Length",
+/// "LinRegress : X.FloatPrecision <> Y.FloatPrecision", "LinRegress : X.Complex or Y.Complex",
+/// then with Weights "LinRegress : (Weights.Length <> X.Length)" and
+/// "LinRegress : (Weights.FloatPrecision <> X.FloatPrecision)". All x equal give NaN/Inf.
+KALIX_EXPORT void LinRegress(const TVec& X, const TVec& Y, TVec& B, bool Constant = true,
+                             const TVec* Weights = nullptr, TVec* YCalc = nullptr, TMtx* V = nullptr);
+
+/// Least-squares B of Y = [1 | A]*B (Constant) or Y = A*B. YCalc gets the fitted values and V
+/// = (M^T M)^-1 of the matrix M actually solved. Raises "MulLinRegress: y.FloatPrecision <>
+/// A.FloatPrecision", then "MulLinRegress: y.Length <> A.Rows"; a singular V raises the core's error.
+KALIX_EXPORT void MulLinRegress(const TVec& Y, const TMtx& A, TVec& B, bool Constant = true, TVec* YCalc = nullptr,
+                                TMtx* V = nullptr, TRegSolveMethod SolveMethod = regSolveLQR);
+/// Weighted form: minimises sum Weights[i]*(Y[i] - yhat[i])^2; V = (D^T W D)^-1. Raises
+/// "MulLinRegress: Y.Complex or A.Complex", then "MulLinRegress: Y.FloatPrecision <>
+/// Weights.FloatPrecision"; unequal lengths are left to the core, which refuses them.
+KALIX_EXPORT void MulLinRegress(const TVec& Y, const TMtx& A, TVec& B, const TVec& Weights, bool Constant = true,
+                                TVec* YCalc = nullptr, TMtx* V = nullptr, TRegSolveMethod SolveMethod = regSolveLQR);
+
+/// Regression statistics of fitted values YCalc with NumParams parameters (intercept
+/// included). Raises "RegressTest: Y.Length <> YCalc.Length", "RegressTest: Y.FloatPrecision
+/// <> YCalc.FloatPrecision", then with Weights "RegressTest: Weights.Length <> Y.Length",
+/// "RegressTest: Weights.FloatPrecision <> Y.FloatPrecision". Zero divisors give Inf/NaN.
+KALIX_EXPORT void RegressTest(const TVec& Y, const TVec& YCalc, int NumParams, TRegStats& Stats,
+                              bool Constant = true, const TVec* Weights = nullptr);
+/// As above with NumParams = V.Cols, plus Residuals = Y - YCalc and the parameters' standard
+/// errors BStdDev = sqrt(diag(V) * ResidualVar), V being MulLinRegress's matrix.
+KALIX_EXPORT void RegressTest(const TVec& Y, const TVec& YCalc, const TMtx& V, TRegStats& Stats, TVec& Residuals,
+                              TVec& BStdDev, bool Constant = true, const TVec* Weights = nullptr);
+
+/// Coefficient of determination 1 - SSE/SST of fitted values YCalc (no checks of its own).
+KALIX_EXPORT double R2(const TVec& Y, const TVec& YCalc);
+/// Prediction sum of squares of the regression of Y on [1 | A]: sum of squared leave-one-out
+/// residuals e[i]/(1 - h[i]), h the leverages. Messages as the unweighted MulLinRegress.
+KALIX_EXPORT double PRESS(const TMtx& A, const TVec& Y);
+
+// ---------------------------------------------------------------- analysis of variance
+
+/// One-way ANOVA of the columns of Data (one group per column, equal sizes); p gets the
+/// p-value. Raises "ANOVA1: Data.Complex".
+KALIX_EXPORT TANOVA1Result ANOVA1(const TMtx& Data, double& p, double Alpha = 0.05);
+/// One-way ANOVA with Data[i] in group GroupIndex[i] (0 .. k-1, k - 1 the largest number
+/// present; a number that never occurs gives NaN sums). Raises "ANOVA1: Data.Complex or
+/// GroupIndex.Complex", "ANOVA1: Data.Length <> GroupIndex.Length", "ANOVA1:
+/// GroupIndex.IntPrecision <> prInt32", then "ANOVA1: GroupIndex < 0" for a negative number
+/// (nothing is written out of range) and "ANOVA1: GroupIndex too large" beyond 2^31 - 2.
+KALIX_EXPORT TANOVA1Result ANOVA1(const TVec& Data, const TVecInt& GroupIndex, double& p, double Alpha = 0.05);
+/// Two-way ANOVA: Replications consecutive rows per level of the rows factor, one column per
+/// level of the columns factor. p-values go to pRows, pCols, pInter (pInter is 0 without
+/// replications). Raises "ANOVA2: (Data.Rows mod Replications) <> 0", "ANOVA2: Replications
+/// <= 0", "ANOVA2: Data.Complex = true"; Replications = 0 fails first as an integer division.
+KALIX_EXPORT TANOVA2Result ANOVA2(const TMtx& Data, double& pRows, double& pCols, double& pInter,
+                                  int Replications = 1, double Alpha = 0.05);
+
+}  // namespace Regress
