@@ -1,10 +1,10 @@
 // Sample percentiles by five rules, the interquartile range, and ranks.
 
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
 
 #include "Statistics/Statistics.h"
-#include "core/detail/Select.h"
 
 namespace Statistics {
 
@@ -25,6 +25,14 @@ struct TPercentilePlan {
 TPercentilePlan Single(std::size_t k1) { return {false, 0.0, k1 - 1, k1 - 1, 0.0, false}; }
 TPercentilePlan Blend(std::size_t k1, double w) { return {false, 0.0, k1 - 1, k1, w, true}; }
 
+// n*p for a decimal p such as 0.3 is rarely exact in binary (10 * 0.3 = 3.0000000000000004),
+// which would flip the whole/fractional decisions below. A position within four ulps of a
+// multiple of `unit` (1, or 0.5 for rounding) is taken as that multiple, as the user wrote it.
+double Snap(double q, double unit) {
+  const double m = std::round(q / unit) * unit;
+  return std::fabs(q - m) <= 4.0 * DBL_EPSILON * std::fabs(q) ? m : q;
+}
+
 // Index rules on one-based order statistics s1 .. sn. k arrives as a whole double, so the
 // comparisons with 1 and n are exact and no out-of-range value is ever cast to an integer.
 TPercentilePlan Plan(std::size_t n, double p, TPercentileMethod method) {
@@ -35,7 +43,7 @@ TPercentilePlan Plan(std::size_t n, double p, TPercentileMethod method) {
   switch (method) {
     case pctMethodNPlus:
     case pctMethodNMinus: {
-      const double r = method == pctMethodNPlus ? (dn + 1.0) * p : (dn - 1.0) * p + 1.0;
+      const double r = Snap(method == pctMethodNPlus ? (dn + 1.0) * p : (dn - 1.0) * p + 1.0, 1.0);
       double k, f;
       TruncAndFrac(r, k, f);
       if (clampLow(k)) return Single(1);
@@ -43,13 +51,13 @@ TPercentilePlan Plan(std::size_t n, double p, TPercentileMethod method) {
       return Blend(static_cast<std::size_t>(k), f);
     }
     case pctMethodClosestN: {
-      const double k = Round(dn * p);  // halves to even
+      const double k = Round(Snap(dn * p, 0.5));  // halves to even
       if (clampLow(k)) return Single(1);
       if (k > dn) return Single(n);
       return Single(static_cast<std::size_t>(k));
     }
     case pctMethodEDF: {
-      const double q = dn * p;
+      const double q = Snap(dn * p, 1.0);
       double k, f;
       TruncAndFrac(q, k, f);
       if (f != 0.0) k += 1.0;
@@ -58,7 +66,7 @@ TPercentilePlan Plan(std::size_t n, double p, TPercentileMethod method) {
       return Single(static_cast<std::size_t>(k));
     }
     default: {  // pctMethodEDFAve
-      const double q = dn * p;
+      const double q = Snap(dn * p, 1.0);
       double k, f;
       TruncAndFrac(q, k, f);
       if (f == 0.0) {
@@ -86,36 +94,16 @@ void RequireData(std::size_t n) {
   if (n == 0) ERaise("Values: index out of range");  // the rule reads s1 of an empty sample
 }
 
-// Copies x into dst with the NaNs moved to the end; returns the count of numbers.
-template <class T>
-std::size_t CopyNaNLast(std::span<const T> x, std::span<T> dst) {
-  std::size_t front = 0, back = x.size();
-  for (T v : x) {
-    if (v == v) {
-      dst[front++] = v;
-    } else {
-      dst[--back] = v;
-    }
-  }
-  return front;
-}
-
 // One percentile by selection: the same order statistics a full sort would give, at a
-// fraction of the cost (nth_element, then the minimum of the upper part for the neighbour).
+// fraction of the cost, and without copying the data.
 template <class T>
 double SelectPercentile(std::span<const T> x, double p, TPercentileMethod method) {
   const TPercentilePlan plan = Plan(x.size(), p, method);
   if (plan.constant) return plan.value;
   RequireData(x.size());
-  TVecScratch scratch;
-  scratch->Size(static_cast<int>(x.size()), PrecisionOf<T>());
-  auto s = scratch->Span<T>();
-  const std::size_t m = CopyNaNLast(x, s);
-  T* d = s.data();
-  if (plan.i0 < m) std::nth_element(d, d + static_cast<std::ptrdiff_t>(plan.i0), d + static_cast<std::ptrdiff_t>(m));
-  const T lo = d[plan.i0];
-  const T hi = plan.interpolate ? detail::MinFrom(d, plan.i1, s.size()) : lo;
-  return Evaluate(plan, lo, hi);
+  T lo, hi;
+  Kern::OrderStatPair(x, plan.i0, lo, hi);
+  return Evaluate(plan, lo, plan.interpolate ? hi : lo);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 #include "Dispatch.h"
 #include "detail/Pairwise.h"
-#include "detail/Select.h"
+#include "Sorting.h"
 
 namespace Kalix {
 
@@ -157,11 +157,10 @@ double Median(const TDenseKalix& X) {
   return WithPrecision(X, [&](auto t) {
     using T = typename decltype(t)::type;
     auto x = X.Span<T>();
-    std::vector<T> s(x.begin(), x.end());
-    const std::size_t n = s.size(), k = (n - 1) / 2;
-    const T lo = detail::SelectKth(s.data(), n, k);
+    const std::size_t n = x.size(), k = (n - 1) / 2;
+    T lo, hi;
+    Kern::OrderStatPair(x, k, lo, hi);
     if (n % 2 == 1) return static_cast<double>(lo);
-    const T hi = detail::MinFrom(s.data(), k + 1, n);
     return 0.5 * (static_cast<double>(lo) + static_cast<double>(hi));
   });
 }

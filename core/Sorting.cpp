@@ -4,6 +4,8 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <limits>
+#include <memory>
 #include <numeric>
 #include <type_traits>
 #include <vector>
@@ -128,9 +130,129 @@ void ForEachMatch(const TVec& X, std::string_view Op, double Value, F keep) {
   });
 }
 
+// ---------------------------------------------------------------- order statistics
+
+template <class T>
+void OrderStatPairByCopy(std::span<const T> x, std::size_t k, T& kth, T& next) {
+  const std::size_t n = x.size();
+  std::unique_ptr<T[]> s(new T[n]);
+  std::copy(x.begin(), x.end(), s.get());
+  const T* d = s.get();
+  kth = detail::SelectKth(s.get(), n, k);
+  next = k + 1 < n ? detail::MinFrom(d, k + 1, n) : std::numeric_limits<T>::quiet_NaN();
+}
+
+// Deterministic pseudo-random offset in [0, 1) for sample position j.
+double SampleJitter(std::size_t j) {
+  std::uint64_t z = j * 0x9E3779B97F4A7C15ULL + 0x632BE59BD9B4E019ULL;
+  z = (z ^ (z >> 31)) * 0xBF58476D1CE4E5B9ULL;
+  return static_cast<double>((z ^ (z >> 29)) >> 11) * 0x1.0p-53;
+}
+
+// Counts the values below lo and copies those in [lo, hi] to mid (room for cap values).
+// Returns false when more than cap values fall inside. Two (or four) lanes at a time with
+// the compiler's vector extension: the inside test is a mask, so the only branch is the rare
+// "some lane is inside" one and the pass runs at memory speed.
+template <class T>
+bool ClassifyPass(std::span<const T> x, T lo, T hi, std::size_t& below, T* mid, std::size_t cap, std::size_t& inside) {
+  std::size_t i = 0, c = 0, b = 0;
+  const std::size_t n = x.size();
+#if defined(__GNUC__)
+  using I = std::conditional_t<sizeof(T) == 8, std::int64_t, std::int32_t>;
+  constexpr std::size_t kLanes = 16 / sizeof(T);
+  typedef T V __attribute__((vector_size(16)));
+  typedef I M __attribute__((vector_size(16)));
+  M acc = {};
+  V vlo, vhi;
+  for (std::size_t l = 0; l < kLanes; ++l) {
+    vlo[l] = lo;
+    vhi[l] = hi;
+  }
+  for (; i + kLanes <= n; i += kLanes) {
+    V v;
+    std::memcpy(&v, x.data() + i, sizeof v);
+    acc -= static_cast<M>(v < vlo);
+    const M in = (v >= vlo) & (v <= vhi);
+    bool any = false;
+    for (std::size_t l = 0; l < kLanes; ++l) any |= in[l] != 0;
+    if (any) {
+      if (c + kLanes > cap) return false;
+      for (std::size_t l = 0; l < kLanes; ++l)
+        if (in[l]) mid[c++] = v[l];
+    }
+  }
+  for (std::size_t l = 0; l < kLanes; ++l) b += static_cast<std::size_t>(acc[l]);
+#endif
+  for (; i < n; ++i) {
+    const T v = x[i];
+    b += v < lo;
+    if (v >= lo && v <= hi) {
+      if (c >= cap) return false;
+      mid[c++] = v;
+    }
+  }
+  below = b;
+  inside = c;
+  return true;
+}
+
+// Floyd-Rivest style selection: order statistics of a deterministic sample bracket the wanted
+// one, one pass counts the values below the bracket and copies those inside it (a few percent
+// of the data), and the selection runs on that copy. When the bracket misses (vanishingly
+// rare, e.g. a huge tie at the bracket) it falls back to selecting on a full copy.
+template <class T>
+void OrderStatPairSampled(std::span<const T> x, std::size_t k, T& kth, T& next) {
+  const std::size_t n = x.size();
+  const std::size_t m = std::min(n / 8, static_cast<std::size_t>(std::pow(static_cast<double>(n), 2.0 / 3.0)));
+  std::vector<T> sample(m);
+  const double stride = static_cast<double>(n) / static_cast<double>(m);
+  for (std::size_t j = 0; j < m; ++j)
+    sample[j] = x[std::min(n - 1, static_cast<std::size_t>((static_cast<double>(j) + SampleJitter(j)) * stride))];
+  const std::size_t numbers = detail::PartitionNaNLast(sample.data(), m);
+  // The sample rank of the k-th value is binomial with sd <= sqrt(m)/2: a margin of 3 sqrt(m)
+  // misses with probability around 1e-9.
+  const double pos = (static_cast<double>(k) + 0.5) * static_cast<double>(m) / static_cast<double>(n);
+  const double delta = 3.0 * std::sqrt(static_cast<double>(m)) + 2.0;
+  T lo = -std::numeric_limits<T>::infinity(), hi = std::numeric_limits<T>::infinity();
+  if (pos - delta >= 0.0) {
+    const auto r = static_cast<std::size_t>(pos - delta);
+    if (r >= numbers) return OrderStatPairByCopy(x, k, kth, next);
+    lo = detail::SelectKth(sample.data(), numbers, r);
+  }
+  if (pos + delta < static_cast<double>(numbers))
+    hi = detail::SelectKth(sample.data(), numbers, static_cast<std::size_t>(pos + delta));
+  // Expected inside count is about 2 * delta / m * n; allow four times that.
+  const std::size_t cap = std::min(n, static_cast<std::size_t>(8.0 * delta / static_cast<double>(m) * static_cast<double>(n)) + 64);
+  std::unique_ptr<T[]> mid(new T[cap]);
+  std::size_t below = 0, inside = 0;
+  if (!ClassifyPass(x, lo, hi, below, mid.get(), cap, inside) || k < below || k >= below + inside)
+    return OrderStatPairByCopy(x, k, kth, next);
+  const std::size_t r = k - below;
+  std::nth_element(mid.get(), mid.get() + r, mid.get() + inside);
+  kth = mid[r];
+  if (r + 1 < inside) {
+    next = detail::MinFrom(mid.get(), r + 1, inside);
+    return;
+  }
+  // The neighbour lies above the bracket: the smallest such number, or NaN if only NaNs do.
+  next = std::numeric_limits<T>::quiet_NaN();
+  for (const T v : x)
+    if (v > hi && !(v >= next)) next = v;
+}
+
 }  // namespace
 
 namespace Kern {
+
+template <class T>
+void OrderStatPair(std::span<const T> x, std::size_t k, T& Kth, T& Next) {
+  if (k >= x.size()) ERaise("OrderStatPair: k out of range");
+  constexpr std::size_t kSampleMin = 1 << 15;  // below this one copy and select is as fast
+  if (x.size() < kSampleMin) return OrderStatPairByCopy(x, k, Kth, Next);
+  OrderStatPairSampled(x, k, Kth, Next);
+}
+template KALIX_EXPORT void OrderStatPair<float>(std::span<const float>, std::size_t, float&, float&);
+template KALIX_EXPORT void OrderStatPair<double>(std::span<const double>, std::size_t, double&, double&);
 
 template <class T>
 void SortAscend(std::span<T> x) {

@@ -18,6 +18,10 @@ template <class T> KALIX_EXPORT void SortAscend(std::span<T> x);
 template <class T> KALIX_EXPORT void SortAscendIdx(std::span<T> x, std::span<std::int32_t> Idx);
 /// As SortAscendIdx, descending (NaNs still last).
 template <class T> KALIX_EXPORT void SortDescendIdx(std::span<T> x, std::span<std::int32_t> Idx);
+/// The k-th and (k+1)-th smallest values of x (zero-based; NaNs rank above every number),
+/// without modifying x: the same values a full sort would put at positions k and k + 1.
+/// Next is NaN when k + 1 is past the end. Requires k < x.size().
+template <class T> KALIX_EXPORT void OrderStatPair(std::span<const T> x, std::size_t k, T& Kth, T& Next);
 }  // namespace Kern
 
 /// Sorts a real vector ascending in place.

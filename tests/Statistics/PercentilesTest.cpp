@@ -1,1 +1,189 @@
+#include <cmath>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <vector>
+
 #include "support/TestSupport.h"
+
+using namespace Statistics;
+using namespace KalixTest;
+using Kalix::TMtxFloatPrecision;
+
+namespace {
+
+// Sorted: -1, 0.5, 1.5, 2.5, 3.25, 4, 6, 7, 8.75, 10.
+const std::vector<double> kX{2.5, -1, 7, 3.25, 10, 0.5, 4, 8.75, 6, 1.5};
+const std::vector<double> kP{0, 0.05, 0.1, 0.25, 0.3, 0.5, 0.75, 0.95, 1};
+
+struct TMethodCase {
+  TPercentileMethod method;
+  std::vector<double> expected;  // at kP
+};
+
+const std::vector<TMethodCase> kMethodCases{
+    // R: quantile(x, p, type = 6)
+    {pctMethodNPlus, {-1, -1, -0.84999999999999987, 1.25, 1.7999999999999998, 3.625, 7.4375, 10, 10}},
+    // R: quantile(x, p, type = 7)
+    {pctMethodNMinus,
+     {-1, -0.32500000000000007, 0.34999999999999987, 1.75, 2.1999999999999997, 3.625, 6.75, 9.4374999999999982, 10}},
+    // R: quantile(x, p, type = 3)
+    {pctMethodClosestN, {-1, -1, -1, 0.5, 1.5, 3.25, 7, 10, 10}},
+    // R: quantile(x, p, type = 1)
+    {pctMethodEDF, {-1, -1, -1, 1.5, 1.5, 3.25, 7, 10, 10}},
+    // By hand from the sorted sample: fractional n*p averages s_k and s_k+1 with k = ceil(n*p),
+    // a whole n*p takes s_(n*p) alone (e.g. p = 0.25: (s3 + s4)/2 = 2; p = 0.3: s3 = 1.5).
+    {pctMethodEDFAve, {-1, -0.25, -1, 2, 1.5, 3.25, 7.875, 10, 10}},
+};
+
+class PercentileByPrecision : public testing::TestWithParam<TMtxFloatPrecision> {};
+
+TEST_P(PercentileByPrecision, FiveMethodsMatchReference) {
+  const TVec x = Vec(kX, GetParam());
+  for (const TMethodCase& c : kMethodCases) {
+    SCOPED_TRACE("method " + std::to_string(c.method));
+    std::vector<double> arrayForm(kP.size());
+    Percentile(x, kP, arrayForm, c.method);
+    for (std::size_t i = 0; i < kP.size(); ++i) {
+      SCOPED_TRACE("p = " + std::to_string(kP[i]));
+      EXPECT_CLOSE(c.expected[i], Percentile(x, kP[i], c.method), TolFor(GetParam()));
+      EXPECT_CLOSE(c.expected[i], arrayForm[i], TolFor(GetParam()));
+    }
+  }
+}
+
+TEST_P(PercentileByPrecision, InterQuartileMatchesR) {
+  const TVec x = Vec(kX, GetParam());
+  // R: IQR(x, type = 6); IQR(x, type = 7)
+  EXPECT_CLOSE(6.1875, InterQuartile(x, pctMethodNPlus), TolFor(GetParam()));
+  EXPECT_CLOSE(5.0, InterQuartile(x, pctMethodNMinus), TolFor(GetParam()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, PercentileByPrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+TEST(Percentile, RuleEdgeCases) {
+  const TVec four = Vec({40, 10, 30, 20});
+  // n*p = 2 is whole: s2 alone; n*p = 2.4: k = 3, (s3 + s4)/2.
+  EXPECT_EQ(20.0, Percentile(four, 0.5, pctMethodEDFAve));
+  EXPECT_EQ(35.0, Percentile(four, 0.6, pctMethodEDFAve));
+  // n*p = 2.5 rounds half to even: s2, not s3; 3.5 rounds to 4.
+  EXPECT_EQ(20.0, Percentile(four, 0.625, pctMethodClosestN));
+  EXPECT_EQ(40.0, Percentile(four, 0.875, pctMethodClosestN));
+  // Decimal probabilities behave as written: 10 * 0.3 is taken as the whole number 3.
+  EXPECT_EQ(1.5, Percentile(Vec(kX), 0.3, pctMethodEDF));
+  EXPECT_EQ(40.0, Percentile(four, 1.0, pctMethodNPlus));
+  EXPECT_EQ(10.0, Percentile(four, 0.0, pctMethodNMinus));
+  EXPECT_EQ(0.0, Percentile(four, 0.5, static_cast<TPercentileMethod>(7)));  // unknown rule
+  EXPECT_TRUE(std::isnan(Percentile(four, NAN, pctMethodNPlus)));
+  EXPECT_EQ(7.0, Percentile(Vec({7}), 0.3, pctMethodNMinus));
+}
+
+TEST(Percentile, ArrayFormClampsOutOfRangeProbabilities) {
+  const TVec x = Vec(kX);
+  const std::vector<double> p{-0.5, 1.5, -std::numeric_limits<double>::infinity(), 2.0};
+  for (TPercentileMethod m : {pctMethodNPlus, pctMethodNMinus, pctMethodClosestN, pctMethodEDF, pctMethodEDFAve}) {
+    std::vector<double> out(p.size());
+    Percentile(x, p, out, m);
+    EXPECT_EQ(std::vector<double>({-1, 10, -1, 10}), out) << "method " << m;
+  }
+}
+
+TEST(Percentile, NaNsSortAboveNumbers) {
+  const TVec x = Vec({NAN, 3, 1, 2});
+  EXPECT_EQ(1.0, Percentile(x, 0.0, pctMethodNPlus));
+  EXPECT_EQ(2.0, Percentile(x, 0.5, pctMethodEDF));
+  EXPECT_TRUE(std::isnan(Percentile(x, 1.0, pctMethodNPlus)));
+}
+
+TEST(Percentile, SelectionAgreesWithFullSort) {
+  // Ties and both precisions: the scalar form selects, the array form sorts.
+  std::vector<double> v(2001);
+  for (std::size_t i = 0; i < v.size(); ++i) v[i] = std::round(std::sin(static_cast<double>(i) * 12.9898) * 50.0);
+  std::vector<double> p;
+  for (int i = 0; i <= 200; ++i) p.push_back(i / 200.0);
+  for (TMtxFloatPrecision prec : kRealPrecisions) {
+    const TVec x = Vec(v, prec);
+    for (TPercentileMethod m : {pctMethodNPlus, pctMethodNMinus, pctMethodClosestN, pctMethodEDF, pctMethodEDFAve}) {
+      std::vector<double> sorted(p.size());
+      Percentile(x, p, sorted, m);
+      for (std::size_t i = 0; i < p.size(); ++i) ASSERT_EQ(sorted[i], Percentile(x, p[i], m)) << "p = " << p[i];
+    }
+  }
+}
+
+TEST(Percentile, MessagesAndTheirOrder) {
+  const TVec cx = ComplexVec();
+  std::vector<double> one(1), two(2), none;
+  EXPECT_RAISES(Percentile(cx, 2.0), "Percentile: X.Complex");
+  EXPECT_RAISES(Percentile(Vec({1}), -0.1), "Percentile: (P < 0) or (P > 1)");
+  EXPECT_RAISES(Percentile(Vec({1}), 1.1), "Percentile: (P < 0) or (P > 1)");
+  EXPECT_RAISES(Percentile(cx, none, none), "Percentile: P.Length = 0");
+  EXPECT_RAISES(Percentile(cx, one, two), "Percentile: P.Length <> Percentiles.Length");
+  EXPECT_RAISES(Percentile(cx, one, one), "Percentile: X.Complex");
+  EXPECT_RAISES(InterQuartile(cx), "Percentile: X.Complex");
+  // An empty sample reaches the rule, whose element access refuses it.
+  EXPECT_RAISES(Percentile(TVec(), 0.5), "Values: index out of range");
+  EXPECT_RAISES(Percentile(TVec(), one, one), "Values: index out of range");
+}
+
+TEST(Ranks, GathersSortedValuesByTheSortPermutation) {
+  TVec x = Vec({30, 10, 20});
+  TVec r;
+  Ranks(x, r);
+  EXPECT_EQ(std::vector<double>({10, 20, 30}), x.ToVector());  // sorted in place, deliberately
+  // Permutation (1, 2, 0): Result[i] = sorted[Idx[i]].
+  EXPECT_EQ(std::vector<double>({20, 30, 10}), r.ToVector());
+}
+
+TEST(TiedRanks, MidranksAndTieSum) {
+  TVec r;
+  double tieSum = -1;
+  TiedRanks(Vec({1, 2, 2, 3}), r, tieSum);
+  EXPECT_EQ(std::vector<double>({1, 2.5, 2.5, 4}), r.ToVector());
+  EXPECT_EQ(3.0, tieSum);
+  // R: rank(c(3.1, 2.2, 3.1, 5.0, 2.2, 2.2, 9.9, 3.1, 0.1)); two groups of three: 2 * (27 - 3)/2
+  TiedRanks(Vec({3.1, 2.2, 3.1, 5.0, 2.2, 2.2, 9.9, 3.1, 0.1}, Kalix::mvSingle), r, tieSum);
+  EXPECT_EQ(Kalix::mvSingle, r.FloatPrecision());
+  EXPECT_EQ(std::vector<double>({6, 3, 6, 8, 3, 3, 9, 6, 1}), r.ToVector());
+  EXPECT_EQ(24.0, tieSum);
+  // The last run reaching the end and a lone first element.
+  TiedRanks(Vec({0, 5, 5}), r, tieSum);
+  EXPECT_EQ(std::vector<double>({1, 2.5, 2.5}), r.ToVector());
+  EXPECT_EQ(3.0, tieSum);
+}
+
+TEST(TiedRanks, EmptyInputLeavesResultAlone) {
+  TVec r = Vec({7});
+  double tieSum = 5;
+  TiedRanks(TVec(), r, tieSum);
+  EXPECT_EQ(0.0, tieSum);
+  EXPECT_EQ(std::vector<double>({7}), r.ToVector());
+}
+
+TEST(TiedRanks, LongInputWithTiesIsConsistent) {
+  // Long enough for the radix sort; ties from rounding. Checked against properties that do not
+  // share the code: rank sum n(n+1)/2, the tie term from a direct count, and permutation.
+  const int n = 5000;
+  std::vector<double> v(n);
+  for (int i = 0; i < n; ++i) v[static_cast<std::size_t>(i)] = std::round(std::cos(i * 7.31) * 300.0) / 10.0;
+  TVec r;
+  double tieSum = 0;
+  TiedRanks(Vec(v), r, tieSum);
+  const std::vector<double> ranks = r.ToVector();
+  EXPECT_DOUBLE_EQ(n * (n + 1) / 2.0, std::accumulate(ranks.begin(), ranks.end(), 0.0));
+  std::map<double, int> groups;
+  for (double x : v) ++groups[x];
+  double expectedTie = 0;
+  int below = 0;
+  for (auto [value, t] : groups) {
+    expectedTie += (double(t) * t * t - t) / 2.0;
+    for (std::size_t i = 0; i < v.size(); ++i)
+      if (v[i] == value) {
+        ASSERT_EQ(below + (t + 1) / 2.0, ranks[i]);
+      }
+    below += t;
+  }
+  EXPECT_EQ(expectedTie, tieSum);
+}
+
+}  // namespace

@@ -1,1 +1,115 @@
+#include <cmath>
+#include <numeric>
+#include <string>
+#include <vector>
+
 #include "support/TestSupport.h"
+
+using namespace Kalix;
+using namespace KalixTest;
+
+namespace {
+
+std::vector<double> Column(const TNistFile& f) {
+  std::vector<double> y;
+  for (const auto& row : f.data) y.push_back(row.at(0));
+  return y;
+}
+
+// NIST StRD univariate summaries; NumAcc1 sits on a common offset of 1e7.
+TEST(NistUnivariate, MeanAndStdDevDigits) {
+  for (const char* name : {"Lew.dat", "Lottery.dat", "Mavro.dat", "Michelso.dat", "NumAcc1.dat", "NumAcc2.dat"}) {
+    SCOPED_TRACE(name);
+    const TNistFile f = LoadNist(name);
+    const TVec y = Vec(Column(f));
+    ASSERT_GT(y.Length(), 2);
+    const double mean = f.NumbersAfter("Sample Mean").back();
+    const double sd = f.NumbersAfter("Sample Standard Deviation").back();
+    const double m = Mean(y);
+    EXPECT_GE(LRE(m, mean), 14.0) << "mean " << m;
+    EXPECT_GE(LRE(StdDev(y), sd), 13.0) << "sd " << StdDev(y);
+    EXPECT_GE(LRE(StdDev(y, m), sd), 13.0);
+  }
+}
+
+TEST(Sum, PairwiseKeepsSinglePrecisionAccurate) {
+  // A running float sum of a million 0.1f drifts by about 1%; pairwise blocks stay near 1e-6.
+  const std::vector<double> v(1'000'000, 0.1);
+  const TVec x = Vec(v, mvSingle);
+  const double exact = 1e6 * static_cast<double>(0.1F);
+  EXPECT_LT(std::fabs(Sum(x) - exact) / exact, 1e-5);
+  EXPECT_LT(std::fabs(Mean(x) - exact / 1e6) / 0.1, 1e-5);
+}
+
+TEST(Reductions, DegenerateInputs) {
+  EXPECT_TRUE(std::isnan(Mean(TVec())));
+  EXPECT_TRUE(std::isnan(StdDev(TVec())));
+  EXPECT_TRUE(std::isnan(StdDev(Vec({3}))));  // divisor n - 1 = 0
+  EXPECT_EQ(0.0, StdDev(Vec({2, 2, 2})));
+  double mx, mn;
+  MaxMin(Vec({1, NAN, 3}), mx, mn);
+  EXPECT_TRUE(std::isnan(mx) && std::isnan(mn));
+  MaxMin(TVec(), mx, mn);
+  EXPECT_TRUE(std::isnan(mx) && std::isnan(mn));
+  MaxMin(Vec({-INFINITY, 2, 7}, mvSingle), mx, mn);
+  EXPECT_EQ(7.0, mx);
+  EXPECT_EQ(-INFINITY, mn);
+  EXPECT_TRUE(std::isnan(Mean(Vec({1, NAN}))));
+}
+
+TEST(Reductions, ScalarsAgainstDirectFormulas) {
+  const TVec x = Vec({3, -4, 12, 0.5});
+  EXPECT_EQ(11.5, Sum(x));
+  EXPECT_EQ(-72.0, Product(x));
+  EXPECT_EQ(169.25, SumOfSquares(x));
+  EXPECT_EQ(19.5, NormL1(x));
+  EXPECT_CLOSE(std::sqrt(169.25), NormL2(x), kTolDouble);
+  EXPECT_CLOSE(std::sqrt(169.25 / 4), RMS(x), kTolDouble);
+  EXPECT_CLOSE(5.0, NormL2(Vec({1, 2}), Vec({4, 6})), kTolDouble);
+  EXPECT_EQ(11.0, DotProd(Vec({1, 2}), Vec({3, 4})));
+  // R: sd(c(3, -4, 12, 0.5))
+  EXPECT_CLOSE(6.7376430102323868, StdDev(x), kTolDouble);
+  EXPECT_EQ(1.75, Median(x));
+  EXPECT_RAISES(NormL2(Vec({1}), Vec({1, 2})), "NormL2: X.Length <> Y.Length");
+  EXPECT_RAISES(DotProd(Vec({1}), Vec({1}, mvSingle)), "DotProd: X.FloatPrecision <> Y.FloatPrecision");
+  EXPECT_RAISES(Mean(ComplexVec()), "Mean: X.Complex");
+}
+
+TEST(Reductions, RowsAndColumnsWithAnOffset) {
+  // Columns on an offset of 1e9: a one-pass variance would lose every digit here.
+  TMtx a(1000, 3);
+  for (int r = 0; r < 1000; ++r)
+    for (int c = 0; c < 3; ++c) a(r, c) = 1e9 + (c + 1) * ((r % 2) ? 1.0 : -1.0);
+  TVec m, s;
+  MeanCols(a, m);
+  StdDevCols(a, s);
+  for (int c = 0; c < 3; ++c) {
+    EXPECT_EQ(1e9, m[c]);
+    // sd of n values +-d about their mean: d * sqrt(n / (n - 1))
+    EXPECT_CLOSE((c + 1) * std::sqrt(1000.0 / 999.0), s[c], 1e-10);
+  }
+  SumCols(a, s);
+  EXPECT_EQ(1e12, s[0]);
+  const TMtx b = Mtx({{1, 2, 3}, {4, 6, 8}}, mvSingle);
+  MeanRows(b, m);
+  EXPECT_EQ(mvSingle, m.FloatPrecision());
+  EXPECT_EQ(std::vector<double>({2, 6}), m.ToVector());
+  StdDevRows(b, s);
+  EXPECT_EQ(std::vector<double>({1, 2}), s.ToVector());
+  SumRows(b, s);
+  EXPECT_EQ(std::vector<double>({6, 18}), s.ToVector());
+  EXPECT_EQ(7.0, Trace(Mtx({{1, 2}, {3, 6}})));
+}
+
+TEST(MaxMinc, ByMagnitude) {
+  TVec z(3, mvDoubleComplex);
+  z.SetCValue(0, TCplx(3, 4));
+  z.SetCValue(1, TCplx(-1, 0));
+  z.SetCValue(2, TCplx(0, -6));
+  TCplx mx, mn;
+  MaxMinc(z, mx, mn);
+  EXPECT_EQ(TCplx(0, -6), mx);
+  EXPECT_EQ(TCplx(-1, 0), mn);
+}
+
+}  // namespace

@@ -1,1 +1,138 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <vector>
+
 #include "support/TestSupport.h"
+
+using namespace Kalix;
+using namespace KalixTest;
+
+namespace {
+
+// Deterministic data with the awkward cases mixed in: ties, NaNs, infinities, signed zeros.
+std::vector<double> Awkward(std::size_t n, double levels) {
+  std::vector<double> v(n);
+  for (std::size_t i = 0; i < n; ++i) v[i] = std::round(std::sin(static_cast<double>(i) * 1.618) * levels);
+  for (std::size_t i = 7; i < n; i += 97) v[i] = NAN;
+  for (std::size_t i = 11; i < n; i += 101) v[i] = -NAN;  // a NaN with the sign bit set
+  if (n > 40) {
+    v[3] = INFINITY;
+    v[5] = -INFINITY;
+    v[13] = -0.0;
+  }
+  return v;
+}
+
+// Reference order: numbers ascending, then the NaNs.
+std::vector<double> SortedReference(std::vector<double> v) {
+  auto mid = std::partition(v.begin(), v.end(), [](double x) { return !std::isnan(x); });
+  std::stable_sort(v.begin(), mid);
+  return v;
+}
+
+bool SameValue(double a, double b) { return (std::isnan(a) && std::isnan(b)) || a == b; }
+
+class SortByLength : public testing::TestWithParam<int> {};
+
+TEST_P(SortByLength, AscendingWithPermutationIsStableAndNaNsLast) {
+  const std::vector<double> v = Awkward(static_cast<std::size_t>(GetParam()), 20);  // exact in single too
+  const std::vector<double> ref = SortedReference(v);
+  for (TMtxFloatPrecision p : kRealPrecisions) {
+    TVec x = Vec(v, p);
+    TVecInt idx;
+    SortAscend(x, idx);
+    ASSERT_EQ(x.Length(), idx.Length());
+    for (int i = 0; i < x.Length(); ++i) {
+      ASSERT_TRUE(SameValue(ref[static_cast<std::size_t>(i)], x[i])) << i;
+      ASSERT_TRUE(SameValue(v[static_cast<std::size_t>(idx[i])], x[i])) << i;
+      // Stability: equal values keep their original order.
+      if (i > 0 && x[i] == x[i - 1]) {
+        ASSERT_LT(idx[i - 1], idx[i]);
+      }
+    }
+    TVec y = Vec(v, p);
+    SortAscend(y);
+    for (int i = 0; i < y.Length(); ++i) ASSERT_TRUE(SameValue(x[i], y[i])) << i;
+  }
+}
+
+TEST_P(SortByLength, DescendingKeepsNaNsLast) {
+  const std::vector<double> v = Awkward(static_cast<std::size_t>(GetParam()), 5);
+  TVec x = Vec(v);
+  TVecInt idx;
+  SortDescend(x, idx);
+  bool seenNaN = false;
+  for (int i = 0; i < x.Length(); ++i) {
+    if (std::isnan(x[i])) {
+      seenNaN = true;
+      continue;
+    }
+    ASSERT_FALSE(seenNaN) << "number after a NaN at " << i;
+    if (i > 0) {
+      ASSERT_LE(x[i], x[i - 1]);
+    }
+    ASSERT_TRUE(SameValue(x[i], v[static_cast<std::size_t>(idx[i])]));
+  }
+}
+
+// Short inputs take the comparison sort, long ones the radix sort.
+INSTANTIATE_TEST_SUITE_P(Lengths, SortByLength, testing::Values(0, 1, 2, 50, 255, 256, 4000));
+
+TEST(OrderStatPair, AgreesWithFullSortOnBothPaths) {
+  // 1e5 values take the sampled path; few levels force its full-copy fallback (the bracket
+  // then holds a huge tie), many levels the normal route.
+  for (double levels : {3.0, 1e6}) {
+    const std::vector<double> v = Awkward(100000, levels);
+    const std::vector<double> ref = SortedReference(v);
+    for (std::size_t k : {std::size_t{0}, std::size_t{1}, std::size_t{30000}, std::size_t{50000}, std::size_t{98000},
+                          std::size_t{99999}}) {
+      double kth, next;
+      Kern::OrderStatPair<double>(v, k, kth, next);
+      EXPECT_TRUE(SameValue(ref[k], kth)) << "k " << k << " levels " << levels;
+      EXPECT_TRUE(SameValue(k + 1 < ref.size() ? ref[k + 1] : std::nan(""), next)) << "k " << k << " levels " << levels;
+    }
+    std::vector<float> f(v.begin(), v.end());
+    float kth, next;
+    Kern::OrderStatPair<float>(f, 50000, kth, next);
+    EXPECT_TRUE(SameValue(static_cast<float>(ref[50000]), kth));
+  }
+  double a, b;
+  EXPECT_RAISES(Kern::OrderStatPair<double>(std::vector<double>{1.0}, 1, a, b), "OrderStatPair: k out of range");
+}
+
+TEST(Median, EvenOddAndNaN) {
+  EXPECT_EQ(2.5, Median(Vec({4, 1, 3, 2})));
+  EXPECT_EQ(3.0, Median(Vec({5, 1, 3}, mvSingle)));
+  EXPECT_TRUE(std::isnan(Median(TVec())));
+}
+
+TEST(Gather, ByIndexMaskAndComparison) {
+  const TVec x = Vec({5, -1, 3, 0, 8});
+  TVec out;
+  TVecInt idx;
+  EXPECT_EQ(3, FindAndGather(out, x, ">", 0, &idx));
+  EXPECT_EQ(std::vector<double>({5, 3, 8}), out.ToVector());
+  EXPECT_EQ(std::vector<int>({0, 2, 4}), idx.ToVector());
+  EXPECT_EQ(4, FindIndexes(idx, x, "<>", 3));
+  EXPECT_EQ(1, FindIndexes(idx, x, "=", 3));
+  EXPECT_EQ(2, FindIndexes(idx, x, "<=", 0));
+  TVecInt mask;
+  EXPECT_EQ(2, FindMask(mask, x, ">=", 5));
+  GatherByMask(out, x, mask);
+  EXPECT_EQ(std::vector<double>({5, 8}), out.ToVector());
+  GatherByIndex(out, x, TVecInt({4, 4, 0}));
+  EXPECT_EQ(std::vector<double>({8, 8, 5}), out.ToVector());
+  EXPECT_RAISES(GatherByIndex(out, x, TVecInt({5})), "GatherByIndex: index out of range");
+  EXPECT_RAISES(FindIndexes(idx, x, "!=", 0), "Find: unknown comparison operator");
+}
+
+TEST(SortAscend, MatrixRowsByColumn) {
+  TMtx a = Mtx({{3, 30}, {1, 10}, {2, 20}});
+  SortAscend(a, 0);
+  EXPECT_EQ(std::vector<double>({1, 10, 2, 20, 3, 30}), a.ToVector());
+  EXPECT_RAISES(SortAscend(a, 2), "SortAscend: Col out of range");
+}
+
+}  // namespace

@@ -93,8 +93,21 @@ TNistFile LoadNist(const std::string& name) {
     if (std::regex_search(l, m, range)) {
       const int first = std::stoi(m[1]), last = std::stoi(m[2]);
       for (int i = first; i <= last && i <= static_cast<int>(f.lines.size()); ++i) f.data.push_back(f.NumbersOn(i));
-      break;
+      return f;
     }
+  }
+  // The univariate files give no line range: their data follow the last "Data: <names>" line.
+  static const std::regex header(R"(^Data:\s*[A-Za-z])");
+  static const std::regex numeric(R"(^[\s0-9eE.+-]+$)");
+  std::size_t start = f.lines.size();
+  for (std::size_t i = 0; i < f.lines.size(); ++i)
+    if (std::regex_search(f.lines[i], header)) start = i + 1;
+  for (std::size_t i = start; i < f.lines.size(); ++i) {
+    const std::string& l = f.lines[i];
+    if (l.find_first_not_of(" \t") == std::string::npos || !std::regex_match(l, numeric) ||
+        l.find_first_of("0123456789") == std::string::npos)
+      continue;
+    f.data.push_back(Numbers(l));
   }
   return f;
 }
