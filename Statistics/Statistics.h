@@ -33,4 +33,95 @@ KALIX_EXPORT void Ranks(TVec& X, TVec& Result);
 /// TieSum = sum over tie groups of (t^3 - t)/2. An empty X leaves Result untouched, TieSum 0.
 KALIX_EXPORT void TiedRanks(const TVec& X, TVec& Result, double& TieSum);
 
+// ---------------------------------------------------------------- location, dispersion and moments
+
+/// Geometric mean exp(mean(ln x)); a zero gives 0, a negative value or NaN gives NaN, an empty
+/// vector NaN. Raises "MeanG: Data.Complex = true".
+KALIX_EXPORT double MeanG(const TVec& Data);
+/// Harmonic mean 1 / mean(1/x) (a zero element gives 0). Raises "MeanH: Data.Complex = true".
+KALIX_EXPORT double MeanH(const TVec& Data);
+/// Mean of the elements between the Percent/2 and 1 - Percent/2 percentiles (pctMethodNPlus);
+/// NaN when none is left or Percent is NaN. Raises "MeanTData.Complex = true", then
+/// "MeanT(Percent >= 100) or (Percent < 0)" for Percent outside [0, 1).
+KALIX_EXPORT double MeanT(const TVec& Data, double Percent);
+/// Most frequent value (the smallest of tied values); NaN when no value repeats.
+/// Raises "Mode: Complex = true".
+KALIX_EXPORT double Mode(const TVec& X);
+/// Mode of elements Index .. Index + Len - 1 of X. Raises "Mode: Complex = true"; a range
+/// beyond X raises the core's copy error.
+KALIX_EXPORT double Mode(const TVec& X, int Index, int Len);
+/// Mean of (x - Mu)^Order; 0 for Order < 2. Raises "Moment : X.Complex = true".
+KALIX_EXPORT double Moment(const TVec& X, double Mu, int Order);
+/// Variance of X with divisor n - 1 (Biased = false) or n into Result (set to 0 before the
+/// checks). Raises "Covariance: X.Complex".
+KALIX_EXPORT void Covariance(const TVec& X, double& Result, bool Biased = false);
+/// 2 x 2 covariance matrix of two variables (vectors, or one-column matrices of n rows), in
+/// X's precision. Raises "Covariance: X.Length <> Y.Length", "Covariance: X.Complex or
+/// Y.Complex", "Covariance: X.KalixType <> Y.KalixType", in that order.
+KALIX_EXPORT void Covariance(const TDenseKalix& X, const TDenseKalix& Y, TMtx& Result, bool Biased = false);
+/// Cols x Cols covariance matrix of the columns of X. Raises "Covariance: X.Complex".
+KALIX_EXPORT void Covariance(const TMtx& X, TMtx& Result, bool Biased = false);
+/// 2 x 2 correlation matrix of X and Y (messages of the two-variable Covariance).
+KALIX_EXPORT void CorrCoef(const TDenseKalix& X, const TDenseKalix& Y, TMtx& Result);
+/// Deliberately unnormalised: Result is the covariance matrix with divisor n and
+/// t = r * sqrt((n - 2) / (1 - r^2)) with r = Result(0, 1) as it stands, so t is the usual
+/// correlation t statistic only for data scaled to unit population variance.
+KALIX_EXPORT void CorrCoef(const TDenseKalix& X, const TDenseKalix& Y, TMtx& Result, double& t);
+/// Cols x Cols correlation matrix of the columns of X. Raises "Covariance: X.Complex".
+KALIX_EXPORT void CorrCoef(const TMtx& X, TMtx& Result);
+/// Result[i] = max - min of row i of M (for complex M the complex difference of the elements
+/// of largest and smallest magnitude). Result keeps M's precision.
+KALIX_EXPORT void RangeRows(const TMtx& M, TVec& Result);
+/// As RangeRows, per column.
+KALIX_EXPORT void RangeCols(const TMtx& M, TVec& Result);
+
+// ---------------------------------------------------------------- factorial designs and matrix utilities
+
+/// Two-level full factorial design of n factors: 2^n rows coded 0/1, row r holding the binary
+/// digits of r (column n - 1 fastest). MulVec[j], if given, scales column n - 1 - j.
+/// Raises "FullFactDesign : MulVec.Length <> n" (after Dst has been sized).
+KALIX_EXPORT void FullFactDesign(int n, TMtx& Dst, Kalix::TMtxFloatPrecision Precision = Kalix::mvDouble,
+                                 const TVec* MulVec = nullptr);
+/// Mixed-level full factorial design: prod(Levels) rows, levels coded 1 .. L, column 0 fastest.
+/// Dst takes Levels' precision. Raises "FullFactDesign: a level rounds to 0".
+KALIX_EXPORT void FullFactDesign(const TVec& Levels, TMtx& Dst);
+/// Sorted distinct values of Src in Dst and, if asked, their counts; for constant data (or one
+/// element) the last count is deliberately left as sizing left it. Raises "Unique: Src.Complex".
+KALIX_EXPORT void Unique(const TDenseKalix& Src, TVec& Dst, TVecInt* Counts = nullptr);
+/// Dst = Src without row Index. Raises "RemoveRow: Index>Src.Rows-1"; errors while copying are
+/// raised again prefixed with "RemoveRow : ".
+KALIX_EXPORT void RemoveRow(const TMtx& Src, TMtx& Dst, int Index);
+/// Dst = Src without column Index. Raises "RemoveColumn: Index>Src.Cols-1"; errors while
+/// copying are raised again prefixed with "RemoveColumn : ".
+KALIX_EXPORT void RemoveColumn(const TMtx& Src, TMtx& Dst, int Index);
+/// Cronbach's alpha k/(k-1) (1 - sum of item variances / variance of the total) of the items
+/// in the columns of X. Complex data raise "Covariance: X.Complex".
+KALIX_EXPORT double CronbachAlpha(const TMtx& X);
+
+// ---------------------------------------------------------------- histograms
+
+/// Counts of Data in NumBins equal-width bins over [Min, Max] (a value equal to Max in the last
+/// bin, values outside not counted); Bins gets the NumBins + 1 edges or, with BinCenters, the
+/// NumBins centres. Equal limits are widened by about one unit per bin around the value.
+/// Raises "Histogram: Data.Complex = true", then "Histogram: NumBins <= 0".
+KALIX_EXPORT void Histogram(const TVec& Data, int NumBins, TVecInt& Results, TVec& Bins, bool BinCenters,
+                            double Min, double Max);
+/// As above over the range of the data (NaNs ignored). Messages as above.
+KALIX_EXPORT void Histogram(const TVec& Data, int NumBins, TVecInt& Results, TVec& Bins, bool BinCenters = false);
+/// Real-valued counts, in the data's precision. Raises "Histogram : Data.Complex = true", then
+/// "Histogram : NumBins <= 0".
+KALIX_EXPORT void Histogram(const TVec& Data, int NumBins, TVec& Results, TVec& Bins, bool BinCenters, double Min,
+                            double Max);
+/// Real-valued counts over the range of the data. Messages as the real-valued form above.
+KALIX_EXPORT void Histogram(const TVec& Data, int NumBins, TVec& Results, TVec& Bins, bool BinCenters = false);
+/// Counts of Data in bins given by their ascending centres: a bin reaches halfway to its
+/// neighbours (a midpoint value counts in the lower bin), the first bin down to the data's
+/// minimum and the last from its centre up to the data's maximum. Results is sized like Bins.
+/// Raises "Histogram : Data.Complex = true", then "Histogram : Bins.Length < 1".
+KALIX_EXPORT void Histogram(const TVec& Data, const TVec& Bins, TVec& Results);
+/// Cumulative relative frequencies (last element 1) of the real-valued equal-width Histogram.
+KALIX_EXPORT void CumulativeHist(const TVec& Data, int NumBins, TVec& Results, TVec& Bins, bool BinCenters = false);
+/// Cumulative relative frequencies of the centre-given Histogram.
+KALIX_EXPORT void CumulativeHist(const TVec& Data, const TVec& Bins, TVec& Results);
+
 }  // namespace Statistics

@@ -5,6 +5,7 @@
 #include "Containers.h"     // IWYU pragma: export
 #include "Dispatch.h"       // IWYU pragma: export
 #include "Errors.h"         // IWYU pragma: export
+#include "Histogram.h"      // IWYU pragma: export
 #include "LinAlg.h"         // IWYU pragma: export
 #include "Ops.h"            // IWYU pragma: export
 #include "Optimize.h"       // IWYU pragma: export

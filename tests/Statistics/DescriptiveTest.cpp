@@ -1,0 +1,402 @@
+#include <cfloat>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+using Kalix::TCplx;
+using Kalix::TMtxFloatPrecision;
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+const double kInf = std::numeric_limits<double>::infinity();
+
+// Shared sample: x and y of six observations, and a 5 x 3 matrix.
+const std::vector<double> kX{1.5, 2, 4.25, 8, 10.5, 0.3};
+const std::vector<double> kY{2.1, 3.3, 0.7, 5.9, 4.4, 1.8};
+TMtx SampleMatrix(TMtxFloatPrecision p = mvDouble) {
+  return Mtx({{4.0, 2.0, 0.60}, {4.2, 2.1, 0.59}, {3.9, 2.0, 0.58}, {4.3, 2.1, 0.62}, {4.1, 2.2, 0.63}}, p);
+}
+
+class DescriptivePrecision : public testing::TestWithParam<TMtxFloatPrecision> {
+ protected:
+  TMtxFloatPrecision p() const { return GetParam(); }
+  double tol() const { return TolFor(GetParam()); }
+};
+
+// ---------------------------------------------------------------- means
+
+TEST_P(DescriptivePrecision, MeansAgreeWithR) {
+  const TVec x = Vec(kX, p());
+  // R: exp(mean(log(x)))
+  EXPECT_CLOSE(2.6170887722539296, Statistics::MeanG(x), tol());
+  // R: 1/mean(1/x)
+  EXPECT_CLOSE(1.2107680350455732, Statistics::MeanH(x), tol());
+}
+
+// Naive reference: ln of every element in long double, summed in order.
+double NaiveMeanG(const std::vector<double>& v) {
+  long double s = 0;
+  for (double x : v) s += std::log(static_cast<long double>(x));
+  return static_cast<double>(std::exp(s / static_cast<long double>(v.size())));
+}
+
+TEST(MeanG, ExtremeMagnitudesMatchNaiveLogarithms) {
+  // Long enough for several blocks, with a ragged tail; magnitudes over the whole range.
+  std::vector<double> wide;
+  for (int i = 0; i < 5003; ++i) wide.push_back(std::ldexp(1.0 + (i % 97) / 97.0, (i * 37) % 2040 - 1020));
+  std::vector<double> tiny(2049, 3e-308), huge(1500, 1.7e308);
+  tiny[7] = 2.5e-300;
+  huge[1499] = 1e300;
+  for (const auto* v : {&wide, &tiny, &huge}) {
+    SCOPED_TRACE(v->size());
+    EXPECT_CLOSE(NaiveMeanG(*v), Statistics::MeanG(Vec(*v)), 1e-13);
+  }
+  // One subnormal among normal values: that block falls back to ln, the others do not.
+  std::vector<double> mixed(3000, 0.75);
+  mixed[1200] = 4e-320;
+  EXPECT_CLOSE(NaiveMeanG(mixed), Statistics::MeanG(Vec(mixed)), 1e-13);
+}
+
+TEST(MeanG, SpecialValuesBehaveAsTheLogarithm) {
+  std::vector<double> v(1000, 2.0);
+  auto with = [&](double special) {
+    std::vector<double> w = v;
+    w[613] = special;
+    return Statistics::MeanG(Vec(w));
+  };
+  EXPECT_EQ(0.0, with(0.0));          // ln 0 = -Inf
+  EXPECT_EQ(0.0, with(-0.0));
+  EXPECT_TRUE(std::isnan(with(-1.0)));
+  EXPECT_TRUE(std::isnan(with(kNaN)));
+  EXPECT_TRUE(std::isnan(with(-kInf)));
+  EXPECT_EQ(kInf, with(kInf));
+  EXPECT_TRUE(std::isnan(Statistics::MeanG(Vec({0.0, kInf, 1.0}))));  // -Inf + Inf
+  EXPECT_TRUE(std::isnan(Statistics::MeanG(TVec())));
+  // Single precision: values at both ends of the float range and a float subnormal.
+  std::vector<double> f(700, 1e-37);
+  for (std::size_t i = 0; i < f.size(); i += 2) f[i] = 3e38;
+  EXPECT_CLOSE(NaiveMeanG(f), Statistics::MeanG(Vec(f, mvSingle)), 1e-5);
+  f[3] = 1e-42;
+  EXPECT_CLOSE(NaiveMeanG(f), Statistics::MeanG(Vec(f, mvSingle)), 1e-5);
+  EXPECT_EQ(0.0, Statistics::MeanG(Vec({1.0, 0.0}, mvSingle)));
+}
+
+TEST(MeanH, ZeroAndEmpty) {
+  EXPECT_EQ(0.0, Statistics::MeanH(Vec({1.0, 0.0, 2.0})));
+  EXPECT_TRUE(std::isnan(Statistics::MeanH(TVec())));
+}
+
+TEST_P(DescriptivePrecision, TrimmedMeanBounds) {
+  const TVec x = Vec({10, 2, 7, 1, 30, 4, 5, 3}, p());
+  // Bounds at the 12.5% and 87.5% percentiles (1.125, 27.5) keep 2, 3, 4, 5, 7, 10.
+  // R: mean(c(2, 3, 4, 5, 7, 10))
+  EXPECT_CLOSE(5.166666666666667, Statistics::MeanT(x, 0.25), tol());
+  // R: mean(c(10, 2, 7, 1, 30, 4, 5, 3))
+  EXPECT_CLOSE(7.75, Statistics::MeanT(x, 0.0), tol());
+  // Both percentiles fall between the two values: nothing is left.
+  EXPECT_TRUE(std::isnan(Statistics::MeanT(Vec({1, 2}, p()), 0.999)));
+  EXPECT_TRUE(std::isnan(Statistics::MeanT(x, kNaN)));
+}
+
+TEST(MeanT, PercentBoundAndMessages) {
+  const TVec x = Vec({1, 2, 3});
+  EXPECT_RAISES(Statistics::MeanT(x, 1.0), "MeanT(Percent >= 100) or (Percent < 0)");
+  EXPECT_RAISES(Statistics::MeanT(x, -1e-9), "MeanT(Percent >= 100) or (Percent < 0)");
+  EXPECT_RAISES(Statistics::MeanT(ComplexVec(), 5.0), "MeanTData.Complex = true");
+  EXPECT_RAISES(Statistics::MeanG(ComplexVec()), "MeanG: Data.Complex = true");
+  EXPECT_RAISES(Statistics::MeanH(ComplexVec(Kalix::mvSingleComplex)), "MeanH: Data.Complex = true");
+  EXPECT_RAISES(Statistics::MeanT(TVec(), 0.1), "Values: index out of range");
+}
+
+// ---------------------------------------------------------------- mode and moments
+
+TEST_P(DescriptivePrecision, ModeTiesAndRanges) {
+  EXPECT_EQ(1.0, Statistics::Mode(Vec({3, 1, 3, 1, 2}, p())));  // ties: the smaller value
+  EXPECT_TRUE(std::isnan(Statistics::Mode(Vec({1, 2, 3}, p()))));
+  EXPECT_EQ(4.5, Statistics::Mode(Vec({4.5, 4.5, 4.5}, p())));
+  EXPECT_EQ(7.0, Statistics::Mode(Vec({2, 9, 7, 7, 9, 1}, p())));
+  EXPECT_TRUE(std::isnan(Statistics::Mode(TVec(0, p()))));
+  const TVec x = Vec({5, 5, 1, 2, 2, 6}, p());
+  EXPECT_EQ(2.0, Statistics::Mode(x, 2, 3));
+  EXPECT_EQ(5.0, Statistics::Mode(x, 0, 3));
+  EXPECT_TRUE(std::isnan(Statistics::Mode(x, 3, 0)));
+}
+
+TEST(Mode, RangeBeyondDataAndComplex) {
+  const TVec x = Vec({1, 1, 2});
+  EXPECT_RAISES(Statistics::Mode(x, 2, 2), "Copy: index out of range");
+  EXPECT_RAISES(Statistics::Mode(x, -1, 2), "Copy: index out of range");
+  EXPECT_RAISES(Statistics::Mode(x, 0, -1), "Copy: index out of range");
+  EXPECT_RAISES(Statistics::Mode(ComplexVec()), "Mode: Complex = true");
+  EXPECT_RAISES(Statistics::Mode(ComplexVec(), 0, 1), "Mode: Complex = true");
+}
+
+TEST_P(DescriptivePrecision, MomentOrders) {
+  const TVec x = Vec(kX, p());
+  // R: mean((x - mean(x))^3)
+  EXPECT_CLOSE(26.735312500000006, Statistics::Moment(x, 4.425, 3), tol());
+  // R: mean((x - 2)^4)
+  EXPECT_CLOSE(1091.6843343749999, Statistics::Moment(x, 2.0, 4), tol());
+  // Deliberate: orders below 2 give 0, whatever Mu is.
+  EXPECT_EQ(0.0, Statistics::Moment(x, 100.0, 1));
+  EXPECT_EQ(0.0, Statistics::Moment(x, 100.0, 0));
+  EXPECT_EQ(0.0, Statistics::Moment(x, 100.0, -3));
+  EXPECT_TRUE(std::isnan(Statistics::Moment(TVec(0, p()), 0.0, 2)));
+  EXPECT_RAISES(Statistics::Moment(ComplexVec(), 0.0, 1), "Moment : X.Complex = true");
+}
+
+// ---------------------------------------------------------------- covariance and correlation
+
+TEST_P(DescriptivePrecision, VarianceDivisors) {
+  const TVec x = Vec(kX, p());
+  double v = -1;
+  Statistics::Covariance(x, v, false);
+  // R: var(x)
+  EXPECT_CLOSE(16.233750000000001, v, tol());
+  Statistics::Covariance(x, v, true);
+  // R: var(x) * 5 / 6
+  EXPECT_CLOSE(13.528125000000001, v, tol());
+  Statistics::Covariance(Vec({3.0}, p()), v, false);  // 0 / 0
+  EXPECT_TRUE(std::isnan(v));
+  Statistics::Covariance(Vec({3.0}, p()), v, true);
+  EXPECT_EQ(0.0, v);
+  Statistics::Covariance(TVec(0, p()), v, true);
+  EXPECT_TRUE(std::isnan(v));
+}
+
+TEST(Covariance, VarianceClearsResultBeforeRaising) {
+  double v = 5.0;
+  EXPECT_RAISES(Statistics::Covariance(ComplexVec(), v, false), "Covariance: X.Complex");
+  EXPECT_EQ(0.0, v);
+}
+
+// The numbers after the "Data: Y" line of a NIST univariate file.
+std::vector<double> NistUnivariate(const std::string& name) {
+  const TNistFile f = LoadNist(name);
+  std::vector<double> y;
+  bool in = false;
+  for (const std::string& l : f.lines) {
+    if (in && l.find_first_of("0123456789") != std::string::npos) y.push_back(std::stod(l));
+    in = in || l.rfind("Data: Y", 0) == 0;
+  }
+  return y;
+}
+
+TEST(Covariance, CertifiedLargeOffsetKeepsDigits) {
+  // NIST NumAcc1: 10000001, 10000003, 10000002; certified standard deviation 1.
+  const std::vector<double> x = NistUnivariate("NumAcc1.dat");
+  ASSERT_EQ(3u, x.size());
+  double v;
+  Statistics::Covariance(Vec(x), v, false);
+  EXPECT_GE(LRE(v, 1.0), 14.0);
+  // Columns 1e9 + d and 1e9 + 2d (d = 1, 3, 2): variances 1 and 4, covariance 2, exactly.
+  TMtx m(3, 2);
+  for (int r = 0; r < 3; ++r) {
+    const double d = x[static_cast<std::size_t>(r)] - 1e7;
+    m(r, 0) = 1e9 + d;
+    m(r, 1) = 1e9 + 2.0 * d;
+  }
+  TMtx c;
+  Statistics::Covariance(m, c, false);
+  ExpectAllClose({1, 2, 2, 4}, c, 1e-15);
+  // NIST NumAcc2: 1001 values near 1.2, certified standard deviation 0.1.
+  const std::vector<double> y = NistUnivariate("NumAcc2.dat");
+  ASSERT_EQ(1001u, y.size());
+  TMtx two(1001, 2);
+  for (int r = 0; r < 1001; ++r) two(r, 0) = two(r, 1) = y[static_cast<std::size_t>(r)];
+  Statistics::Covariance(two, c, false);
+  for (int i = 0; i < 4; ++i) EXPECT_GE(LRE(c.Values(i), 0.01), 13.0) << i;
+}
+
+TEST_P(DescriptivePrecision, TwoVariableCovarianceAndCorrelation) {
+  const TVec x = Vec(kX, p()), y = Vec(kY, p());
+  TMtx c;
+  Statistics::Covariance(x, y, c, false);
+  EXPECT_EQ(p(), c.FloatPrecision());
+  ASSERT_EQ(2, c.Rows());
+  // R: cov(cbind(x, y))
+  ExpectAllClose({16.233750000000001, 5.2260000000000009, 5.2260000000000009, 3.5986666666666673}, c, tol());
+  Statistics::Covariance(x, y, c, true);
+  // R: cov(cbind(x, y)) * 5 / 6
+  ExpectAllClose({13.528125000000001, 4.3550000000000004, 4.3550000000000004, 2.9988888888888892}, c, tol());
+  Statistics::CorrCoef(x, y, c);
+  // R: cor(x, y); the diagonal is exactly 1
+  ExpectAllClose({1, 0.68373713528235758, 0.68373713528235758, 1}, c, tol());
+  EXPECT_EQ(1.0, c(0, 0));
+  EXPECT_EQ(1.0, c(1, 1));
+  // One-column matrices are variables too.
+  TMtx mx(6, 1, p()), my(6, 1, p());
+  for (int i = 0; i < 6; ++i) {
+    mx(i, 0) = kX[static_cast<std::size_t>(i)];
+    my(i, 0) = kY[static_cast<std::size_t>(i)];
+  }
+  Statistics::Covariance(mx, my, c, false);
+  EXPECT_CLOSE(5.2260000000000009, c(1, 0), tol());
+}
+
+TEST(CorrCoef, TStatisticIsDeliberatelyUnnormalised) {
+  const TVec x = Vec(kX), y = Vec(kY);
+  TMtx c;
+  double t = 0;
+  Statistics::CorrCoef(x, y, c, t);
+  // Result is the covariance with divisor n; r = 4.355 is not a correlation, so 1 - r^2 < 0.
+  EXPECT_CLOSE(4.3550000000000004, c(0, 1), 1e-12);
+  EXPECT_TRUE(std::isnan(t));
+  // Scaled to unit population variance the covariance is the correlation, and t is the test
+  // statistic. R: cor.test(x, y)$statistic
+  TVec xs(x), ys(y);
+  double vx, vy;
+  Statistics::Covariance(x, vx, true);
+  Statistics::Covariance(y, vy, true);
+  Kalix::Normalize(xs, x, Kalix::Mean(x), std::sqrt(vx));
+  Kalix::Normalize(ys, y, Kalix::Mean(y), std::sqrt(vy));
+  Statistics::CorrCoef(xs, ys, c, t);
+  EXPECT_CLOSE(1.8739496513329525, t, 1e-12);
+}
+
+TEST(Covariance, TwoVariableCheckOrder) {
+  TMtx c;
+  const TVec x = Vec({1, 2, 3});
+  EXPECT_RAISES(Statistics::Covariance(ComplexVec(), x, c), "Covariance: X.Length <> Y.Length");
+  EXPECT_RAISES(Statistics::Covariance(x, TMtx(2, 2), c), "Covariance: X.Length <> Y.Length");
+  TVec z(3, Kalix::mvDoubleComplex);
+  EXPECT_RAISES(Statistics::Covariance(z, TMtx(3, 1), c), "Covariance: X.Complex or Y.Complex");
+  EXPECT_RAISES(Statistics::Covariance(x, z, c), "Covariance: X.Complex or Y.Complex");
+  EXPECT_RAISES(Statistics::Covariance(x, TMtx(3, 1), c), "Covariance: X.KalixType <> Y.KalixType");
+  EXPECT_RAISES(Statistics::CorrCoef(x, TMtx(3, 1), c), "Covariance: X.KalixType <> Y.KalixType");
+  // Matrices that are not single columns do not form an n x 2 matrix of variables.
+  EXPECT_RAISES(Statistics::Covariance(TMtx(2, 3), TMtx(2, 3), c), "SetCol: Src does not match the column");
+  EXPECT_RAISES(Statistics::Covariance(ComplexMtx(), c), "Covariance: X.Complex");
+  EXPECT_RAISES(Statistics::CorrCoef(ComplexMtx(), c), "Covariance: X.Complex");
+}
+
+TEST_P(DescriptivePrecision, MatrixCovarianceAndCorrelation) {
+  TMtx c;
+  Statistics::Covariance(SampleMatrix(p()), c, false);
+  ASSERT_EQ(3, c.Rows());
+  ASSERT_EQ(3, c.Cols());
+  EXPECT_EQ(p(), c.FloatPrecision());
+  // R: cov(M)
+  ExpectAllClose({0.025000000000000001, 0.007499999999999998, 0.0017499999999999985, 0.007499999999999998,
+                  0.0070000000000000123, 0.0013500000000000025, 0.0017499999999999985, 0.0013500000000000025,
+                  0.00043000000000000075},
+                 c, p() == mvSingle ? 1e-6 : 1e-14);
+  Statistics::CorrCoef(SampleMatrix(p()), c);
+  // R: cor(M)
+  ExpectAllClose({1, 0.56694670951384019, 0.53374499616411542, 0.56694670951384019, 1, 0.77812706390071729,
+                  0.53374499616411542, 0.77812706390071729, 1},
+                 c, p() == mvSingle ? 1e-4 : 1e-12);
+}
+
+TEST(Covariance, MatrixShiftInvarianceAndDegenerateColumns) {
+  // Adding 1e8 to every column changes nothing beyond the rounding of the shifted inputs
+  // (about 1e-8 each): the data are centred before the product, where a one-pass sum of
+  // squares would lose every digit.
+  TMtx m = SampleMatrix(), shifted = SampleMatrix();
+  Kalix::Add(shifted, 1e8);
+  TMtx c, cs;
+  Statistics::Covariance(m, c, true);
+  Statistics::Covariance(shifted, cs, true);
+  for (int i = 0; i < 9; ++i) EXPECT_NEAR(c.Values(i), cs.Values(i), 1e-8) << i;
+  // A constant column has zero variance and undefined correlations; a NaN spreads to its row
+  // and column only.
+  TMtx k = Mtx({{1, 5, 2}, {2, 5, 4}, {3, 5, 7}});
+  Statistics::CorrCoef(k, c);
+  EXPECT_EQ(1.0, c(0, 0));
+  EXPECT_TRUE(std::isnan(c(1, 1)));
+  EXPECT_TRUE(std::isnan(c(0, 1)));
+  k(2, 2) = kNaN;
+  Statistics::Covariance(k, c, false);
+  EXPECT_CLOSE(1.0, c(0, 0), 1e-15);
+  EXPECT_TRUE(std::isnan(c(2, 0)));
+  EXPECT_TRUE(std::isnan(c(2, 2)));
+  // No rows: NaN, not -0; one row unbiased: 0 / 0.
+  Statistics::Covariance(TMtx(0, 2), c, false);
+  ASSERT_EQ(2, c.Rows());
+  EXPECT_TRUE(std::isnan(c(1, 1)));
+  Statistics::Covariance(TMtx(1, 2), c, false);
+  EXPECT_TRUE(std::isnan(c(0, 1)));
+}
+
+// ---------------------------------------------------------------- ranges
+
+TEST_P(DescriptivePrecision, RowAndColumnRanges) {
+  const TMtx m = Mtx({{3, -1, 4}, {1, 5, 9}, {-2, 6, 5}, {3, 5, 8}}, p());
+  TVec r;
+  Statistics::RangeRows(m, r);
+  EXPECT_EQ(p(), r.FloatPrecision());
+  ExpectAllClose({5, 8, 8, 5}, r, 0);
+  Statistics::RangeCols(m, r);
+  ExpectAllClose({5, 7, 5}, r, 0);
+  TMtx n = m;
+  n(1, 1) = kNaN;
+  Statistics::RangeRows(n, r);
+  EXPECT_TRUE(std::isnan(r[1]));
+  EXPECT_EQ(5.0, r[0]);
+  Statistics::RangeCols(n, r);
+  EXPECT_TRUE(std::isnan(r[1]));
+  EXPECT_EQ(5.0, r[2]);
+  Statistics::RangeCols(TMtx(0, 2, p()), r);
+  ASSERT_EQ(2, r.Length());
+  EXPECT_TRUE(std::isnan(r[0]));
+}
+
+TEST(RangeRows, ComplexDifferenceOfLargestAndSmallestMagnitude) {
+  for (auto p : {Kalix::mvDoubleComplex, Kalix::mvSingleComplex}) {
+    TMtx m(2, 3, p);
+    // Row 0: |3+4i| = 5 largest, |1| smallest; row 1: |-6| largest, |0.5i| smallest.
+    const TCplx v[] = {{1, 0}, {3, 4}, {2, 2}, {0, 0.5}, {-6, 0}, {1, 1}};
+    for (int i = 0; i < 6; ++i) m.SetCValue(i, v[i]);
+    TVec r;
+    Statistics::RangeRows(m, r);
+    ASSERT_EQ(2, r.Length());
+    EXPECT_EQ(p, r.FloatPrecision());
+    EXPECT_EQ(TCplx(2, 4), r.CValues(0));
+    EXPECT_EQ(TCplx(-6, -0.5), r.CValues(1));
+    Statistics::RangeCols(m, r);
+    ASSERT_EQ(3, r.Length());
+    EXPECT_EQ(TCplx(1, -0.5), r.CValues(0));
+    EXPECT_EQ(TCplx(-9, -4), r.CValues(1));
+    EXPECT_EQ(TCplx(1, 1), r.CValues(2));
+  }
+}
+
+// ---------------------------------------------------------------- threads
+
+TEST(Descriptive, ConcurrentCallsOnDistinctData) {
+  std::vector<double> base(20000);
+  for (std::size_t i = 0; i < base.size(); ++i) base[i] = 1.0 + static_cast<double>((i * 7919) % 1000) / 10.0;
+  const double g = Statistics::MeanG(Vec(base));
+  TMtx m(5000, 4);
+  for (int i = 0; i < m.Length(); ++i) m.Values(i) = base[static_cast<std::size_t>(i)];
+  TMtx c0;
+  Statistics::Covariance(m, c0, false);
+  std::vector<int> failures(4, 0);
+  std::vector<std::thread> pool;
+  for (int t = 0; t < 4; ++t)
+    pool.emplace_back([&, t] {
+      const TVec x = Vec(base);
+      const TMtx mm = m;
+      for (int rep = 0; rep < 20; ++rep) {
+        TMtx c;
+        Statistics::Covariance(mm, c, false);
+        for (int i = 0; i < c.Length(); ++i) failures[static_cast<std::size_t>(t)] += c.Values(i) != c0.Values(i);
+        failures[static_cast<std::size_t>(t)] += Statistics::MeanG(x) != g;
+        failures[static_cast<std::size_t>(t)] += Kalix::ScratchOutstanding() != 0;
+      }
+    });
+  for (auto& th : pool) th.join();
+  for (int f : failures) EXPECT_EQ(0, f);
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, DescriptivePrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+}  // namespace

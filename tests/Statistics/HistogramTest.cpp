@@ -1,0 +1,232 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+#include "Statistics/detail/EdgeSearch.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+using Kalix::TMtxFloatPrecision;
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+const double kInf = std::numeric_limits<double>::infinity();
+
+const std::vector<double> kData{1,  3,  5,    7,  9,   11, 13, 15, 17, 19, 2,  4,  40, 6,  8,
+                                10, 12, 14, 16, 18.5, 0.5, 21, 22.25, 33, 35.5, 27, 29, 31, 37, 39};
+
+class HistogramPrecision : public testing::TestWithParam<TMtxFloatPrecision> {
+ protected:
+  TMtxFloatPrecision p() const { return GetParam(); }
+};
+
+// ---------------------------------------------------------------- equal-width bins
+
+TEST_P(HistogramPrecision, CountsAgreeWithR) {
+  const TVec x = Vec(kData, p());
+  TVecInt counts;
+  TVec bins;
+  Statistics::Histogram(x, 5, counts, bins);
+  // R: b <- seq(min(x), max(x), length.out = 6); tabulate(findInterval(x, b, rightmost.closed = TRUE), 5)
+  EXPECT_EQ((std::vector<int>{9, 8, 5, 3, 5}), counts.ToVector());
+  EXPECT_EQ(p(), bins.FloatPrecision());
+  // R: seq(0.5, 40, length.out = 6)
+  ExpectAllClose({0.5, 8.4000000000000004, 16.300000000000001, 24.200000000000003, 32.100000000000001, 40}, bins,
+                 TolFor(p()));
+  Statistics::Histogram(x, 5, counts, bins, true);
+  ExpectAllClose({4.45, 12.35, 20.25, 28.15, 36.05}, bins, TolFor(p()));
+  // Given limits: values outside [0, 30] are not counted; 10 and 20 lie on inner edges and 30
+  // on the top one. R: tabulate(findInterval(x[x >= 0 & x <= 30], c(0, 10, 20, 30), rightmost.closed = TRUE), 3)
+  TVec real;
+  Statistics::Histogram(x, 3, real, bins, false, 0.0, 30.0);
+  EXPECT_EQ(p(), real.FloatPrecision());
+  ExpectAllClose({10, 10, 4}, real, 0);
+  Statistics::Histogram(x, 5, real, bins);
+  ExpectAllClose({9, 8, 5, 3, 5}, real, 0);
+}
+
+TEST_P(HistogramPrecision, ConstantDataWidenToUnitBins) {
+  const TVec x = Vec({7, 7, 7, 7}, p());
+  TVecInt counts;
+  TVec bins;
+  Statistics::Histogram(x, 3, counts, bins);  // [5.5, 9.5], width 4/3
+  ExpectAllClose({5.5, 5.5 + 4.0 / 3, 5.5 + 8.0 / 3, 9.5}, bins, TolFor(p()));
+  EXPECT_EQ((std::vector<int>{0, 4, 0}), counts.ToVector());
+  Statistics::Histogram(x, 4, counts, bins);  // [4.5, 9.5], width 1.25
+  ExpectAllClose({4.5, 5.75, 7, 8.25, 9.5}, bins, TolFor(p()));
+  EXPECT_EQ((std::vector<int>{0, 0, 4, 0}), counts.ToVector());
+  // Given equal limits are widened the same way; one bin reaches 0.5 below and 1.5 above.
+  Statistics::Histogram(x, 1, counts, bins, true, 7.0, 7.0);
+  ExpectAllClose({7.5}, bins, 0);
+  EXPECT_EQ((std::vector<int>{4}), counts.ToVector());
+}
+
+TEST(Histogram, LimitsNaNAndEmptyData) {
+  TVecInt counts;
+  TVec bins;
+  // Min in the first bin, Max in the last; outside values and NaNs are skipped.
+  Statistics::Histogram(Vec({0, 1, 2, 4, -0.5, 4.5, kNaN, kInf}), 4, counts, bins, false, 0.0, 4.0);
+  EXPECT_EQ((std::vector<int>{1, 1, 1, 1}), counts.ToVector());
+  // The data's range ignores NaNs.
+  Statistics::Histogram(Vec({kNaN, 1, 3}), 2, counts, bins);
+  EXPECT_EQ((std::vector<int>{1, 1}), counts.ToVector());
+  ExpectAllClose({1, 2, 3}, bins, 0);
+  // Empty data: zero counts, and cumulative frequencies of 0 / 0.
+  counts = TVecInt{5, 5};
+  Statistics::Histogram(TVec(), 3, counts, bins, false, 0.0, 3.0);
+  EXPECT_EQ((std::vector<int>{0, 0, 0}), counts.ToVector());
+  TVec cum;
+  Statistics::CumulativeHist(TVec(), 2, cum, bins);
+  ASSERT_EQ(2, cum.Length());
+  EXPECT_TRUE(std::isnan(cum[1]));
+  // Infinite limits give meaningless bins but no failure.
+  Statistics::Histogram(Vec({1, 2}), 2, counts, bins, false, -kInf, kInf);
+  EXPECT_EQ(2, counts.Length());
+}
+
+TEST(Histogram, MessagesAndTheirOrder) {
+  TVecInt counts;
+  TVec bins, real;
+  const TVec x = Vec({1, 2});
+  EXPECT_RAISES(Statistics::Histogram(ComplexVec(), 0, counts, bins, false, 0, 1), "Histogram: Data.Complex = true");
+  EXPECT_RAISES(Statistics::Histogram(ComplexVec(), 0, counts, bins), "Histogram: Data.Complex = true");
+  EXPECT_RAISES(Statistics::Histogram(x, 0, counts, bins, false, 0, 1), "Histogram: NumBins <= 0");
+  EXPECT_RAISES(Statistics::Histogram(x, -3, counts, bins), "Histogram: NumBins <= 0");
+  EXPECT_RAISES(Statistics::Histogram(ComplexVec(), 0, real, bins, false, 0, 1), "Histogram : Data.Complex = true");
+  EXPECT_RAISES(Statistics::Histogram(ComplexVec(), 0, real, bins), "Histogram : Data.Complex = true");
+  EXPECT_RAISES(Statistics::Histogram(x, 0, real, bins, false, 0, 1), "Histogram : NumBins <= 0");
+  EXPECT_RAISES(Statistics::Histogram(x, 0, real, bins), "Histogram : NumBins <= 0");
+  EXPECT_RAISES(Statistics::CumulativeHist(x, 0, real, bins), "Histogram : NumBins <= 0");
+  EXPECT_RAISES(Statistics::Histogram(ComplexVec(), TVec(), real), "Histogram : Data.Complex = true");
+  EXPECT_RAISES(Statistics::Histogram(x, TVec(), real), "Histogram : Bins.Length < 1");
+  EXPECT_RAISES(Statistics::CumulativeHist(x, TVec(), real), "Histogram : Bins.Length < 1");
+}
+
+// ---------------------------------------------------------------- bins given by their centres
+
+TEST_P(HistogramPrecision, CentreGivenBins) {
+  TVec r;
+  // One centre: every datum is counted in it, the smallest included.
+  Statistics::Histogram(Vec({-3, 1, 2, 8}, p()), Vec({2}), r);
+  ExpectAllClose({4}, r, 0);
+  // Centres 1, 2, 3: 1.5 and 2.5 are midpoints and go to the lower bin; the first bin reaches
+  // down to the data's minimum, the last from its centre up to the maximum.
+  Statistics::Histogram(Vec({-5, 1.5, 1.6, 2.5, 2.9, 3.6, 10, kNaN}, p()), Vec({1, 2, 3}), r);
+  ExpectAllClose({2, 2, 3}, r, 0);
+  // Uneven centres: midpoints 2 and 7.
+  Statistics::Histogram(Vec({2, 2.01, 7, 7.01, 12}, p()), Vec({0, 4, 10}), r);
+  ExpectAllClose({1, 2, 2}, r, 0);
+  // Constant data (the range is widened) and empty data.
+  Statistics::Histogram(Vec({5, 5}, p()), Vec({4, 6}), r);
+  ExpectAllClose({2, 0}, r, 0);
+  Statistics::Histogram(TVec(0, p()), Vec({4, 6}), r);
+  ExpectAllClose({0, 0}, r, 0);
+}
+
+TEST(Histogram, CentreGivenResultsTakeTheBinsShapeAndMayBeTheBins) {
+  TVec bins = Vec({1, 2, 3}, mvSingle), r;
+  Statistics::Histogram(Vec({1, 1, 3}), bins, r);
+  EXPECT_EQ(mvSingle, r.FloatPrecision());
+  Statistics::Histogram(Vec({1, 1, 3}), bins, bins);
+  ExpectAllClose({2, 0, 1}, bins, 0);
+}
+
+TEST_P(HistogramPrecision, CumulativeFrequencies) {
+  TVec cum, bins;
+  Statistics::CumulativeHist(Vec(kData, p()), 5, cum, bins);
+  // R: cumsum(tabulate(findInterval(x, b, rightmost.closed = TRUE), 5)) / length(x)
+  ExpectAllClose({0.29999999999999999, 0.56666666666666665, 0.73333333333333328, 0.83333333333333337, 1}, cum,
+                 TolFor(p()));
+  Statistics::CumulativeHist(Vec({-5, 1.5, 1.6, 2.5, 2.9, 3.6, 10}, p()), Vec({1, 2, 3}), cum);
+  ExpectAllClose({2.0 / 7, 4.0 / 7, 1}, cum, TolFor(p()));
+}
+
+// ---------------------------------------------------------------- edge search and counting kernel
+
+TEST(EdgeSearch, BoundsNaNAndInfiniteEnds) {
+  using Statistics::detail::FindEdge;
+  const double e[] = {0, 1, 2.5, 3, 10};
+  EXPECT_EQ(-1, FindEdge(e, 5, -0.1));
+  EXPECT_EQ(0, FindEdge(e, 5, 0.0));
+  EXPECT_EQ(1, FindEdge(e, 5, 1.0));
+  EXPECT_EQ(2, FindEdge(e, 5, 2.99));
+  EXPECT_EQ(3, FindEdge(e, 5, 9.99));
+  EXPECT_EQ(4, FindEdge(e, 5, 10.0));  // the top edge itself
+  EXPECT_EQ(-1, FindEdge(e, 5, 10.5));
+  EXPECT_EQ(-1, FindEdge(e, 5, kNaN));
+  const float f[] = {-std::numeric_limits<float>::infinity(), -1.0f, 0.5f, 0.75f};
+  EXPECT_EQ(0, FindEdge(f, 4, -1e30f));
+  EXPECT_EQ(2, FindEdge(f, 4, 0.5f));
+  EXPECT_EQ(3, FindEdge(f, 4, 0.75f));
+  const double one[] = {2.0};
+  EXPECT_EQ(0, FindEdge(one, 1, 2.0));
+  EXPECT_EQ(-1, FindEdge(one, 1, 1.0));
+  EXPECT_EQ(-1, FindEdge(one, 0, 1.0));
+}
+
+TEST(EdgeSearch, AgreesWithUpperBoundOnUnevenEdges) {
+  std::vector<double> e{-1e6};
+  for (int i = 1; i < 300; ++i) e.push_back(e.back() + std::pow(1.07, i % 60) + (i % 7 == 0 ? 1e5 : 0.0));
+  const double span = e.back() - e.front();
+  for (int k = 0; k <= 5000; ++k) {
+    const double x = e.front() - 10 + (span + 20) * k / 5000.0;
+    const auto it = std::upper_bound(e.begin(), e.end(), x);
+    int want = static_cast<int>(it - e.begin()) - 1;
+    if (want == static_cast<int>(e.size()) - 1 && x != e.back()) want = -1;
+    ASSERT_EQ(want, Statistics::detail::FindEdge(e.data(), static_cast<int>(e.size()), x)) << x;
+  }
+}
+
+TEST(HistogramCount, AccumulatesAndSplitsPeakedDataCorrectly) {
+  // Long peaked data take the interleaved sub-histograms; every datum must be counted once.
+  std::vector<double> x;
+  for (int i = 0; i < 40000; ++i) x.push_back(i % 5 == 0 ? 0.31 : std::fmod(i * 0.6180339887, 1.0));
+  std::vector<std::int32_t> counts(50, 1), want(50, 1);
+  for (double v : x) ++want[static_cast<std::size_t>(std::min(49.0, std::floor(v * 50)))];
+  Kalix::HistogramCount_Idx(x, counts, 0.0, 1.0, 50.0);
+  EXPECT_EQ(want, counts);
+  std::vector<float> xf(x.begin(), x.end());
+  std::vector<std::int32_t> cf(50, 0);
+  Kalix::sHistogramCount_Idx(xf, cf, 0.0f, 1.0f, 50.0f);
+  EXPECT_EQ(40000, std::accumulate(cf.begin(), cf.end(), 0));
+  EXPECT_GE(cf[15], 8000);
+  // A negative width counts nothing rather than writing below the array.
+  std::vector<std::int32_t> none(4, 0);
+  Kalix::HistogramCount_Idx(x, none, 0.0, 1.0, -4.0);
+  EXPECT_EQ((std::vector<std::int32_t>(4, 0)), none);
+}
+
+TEST(Histogram, ConcurrentCallsOnDistinctData) {
+  std::vector<double> base(50000);
+  for (std::size_t i = 0; i < base.size(); ++i) base[i] = std::fmod(static_cast<double>(i) * 0.7548776662, 1.0);
+  TVecInt want;
+  TVec bins;
+  Statistics::Histogram(Vec(base), 64, want, bins);
+  std::vector<int> failures(4, 0);
+  std::vector<std::thread> pool;
+  for (int t = 0; t < 4; ++t)
+    pool.emplace_back([&, t] {
+      const TVec x = Vec(base);
+      for (int rep = 0; rep < 20; ++rep) {
+        TVecInt c;
+        TVec b, r;
+        Statistics::Histogram(x, 64, c, b);
+        Statistics::Histogram(x, b, r);
+        failures[static_cast<std::size_t>(t)] += c.ToVector() != want.ToVector();
+        failures[static_cast<std::size_t>(t)] += Kalix::ScratchOutstanding() != 0;
+      }
+    });
+  for (auto& th : pool) th.join();
+  for (int f : failures) EXPECT_EQ(0, f);
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, HistogramPrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+}  // namespace

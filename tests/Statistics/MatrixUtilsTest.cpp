@@ -1,0 +1,173 @@
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+using Kalix::TMtxFloatPrecision;
+
+std::vector<double> Elements(const Kalix::TDenseKalix& x) { return x.ToVector(); }
+
+// ---------------------------------------------------------------- factorial designs
+
+TEST(FullFactDesign, TwoLevelRowsAreBinaryDigits) {
+  TMtx d;
+  Statistics::FullFactDesign(2, d);
+  ASSERT_EQ(4, d.Rows());
+  ASSERT_EQ(2, d.Cols());
+  EXPECT_EQ((std::vector<double>{0, 0, 0, 1, 1, 0, 1, 1}), Elements(d));
+  Statistics::FullFactDesign(3, d, mvSingle);
+  EXPECT_EQ(mvSingle, d.FloatPrecision());
+  ASSERT_EQ(8, d.Rows());
+  for (int r = 0; r < 8; ++r)
+    for (int c = 0; c < 3; ++c) EXPECT_EQ((r >> (2 - c)) & 1, d(r, c)) << r << "," << c;
+  Statistics::FullFactDesign(0, d);
+  EXPECT_EQ(1, d.Rows());
+  EXPECT_EQ(0, d.Cols());
+}
+
+TEST(FullFactDesign, MulVecScalesColumnsInReversedOrder) {
+  TMtx d;
+  const TVec mul = Vec({10, 20, 30});
+  Statistics::FullFactDesign(3, d, mvDouble, &mul);
+  // Deliberate: MulVec[0] scales the last (fastest) column.
+  for (int r = 0; r < 8; ++r) {
+    EXPECT_EQ(30.0 * ((r >> 2) & 1), d(r, 0));
+    EXPECT_EQ(20.0 * ((r >> 1) & 1), d(r, 1));
+    EXPECT_EQ(10.0 * (r & 1), d(r, 2));
+  }
+  // The length check comes after Dst has been sized and cleared.
+  TMtx e = Mtx({{7, 7}});
+  const TVec shortMul = Vec({1, 2});
+  EXPECT_RAISES(Statistics::FullFactDesign(3, e, mvSingle, &shortMul), "FullFactDesign : MulVec.Length <> n");
+  ASSERT_EQ(8, e.Rows());
+  ASSERT_EQ(3, e.Cols());
+  EXPECT_EQ(mvSingle, e.FloatPrecision());
+  EXPECT_EQ(0.0, Kalix::NormL1(e));
+}
+
+TEST(FullFactDesign, MixedLevels) {
+  TMtx d;
+  Statistics::FullFactDesign(Vec({2, 3}), d);
+  ASSERT_EQ(6, d.Rows());
+  EXPECT_EQ((std::vector<double>{1, 1, 2, 1, 1, 2, 2, 2, 1, 3, 2, 3}), Elements(d));
+  Statistics::FullFactDesign(Vec({3, 1, 2}, mvSingle), d);
+  EXPECT_EQ(mvSingle, d.FloatPrecision());
+  ASSERT_EQ(6, d.Rows());
+  const std::vector<double> col0{1, 2, 3, 1, 2, 3}, col2{1, 1, 1, 2, 2, 2};
+  for (int r = 0; r < 6; ++r) {
+    EXPECT_EQ(col0[static_cast<std::size_t>(r)], d(r, 0));
+    EXPECT_EQ(1.0, d(r, 1));
+    EXPECT_EQ(col2[static_cast<std::size_t>(r)], d(r, 2));
+  }
+  EXPECT_RAISES(Statistics::FullFactDesign(Vec({2, 0.4, 5}), d), "FullFactDesign: a level rounds to 0");
+  EXPECT_RAISES(Statistics::FullFactDesign(ComplexVec(), d), "Product: X.Complex");
+}
+
+// ---------------------------------------------------------------- distinct values
+
+class UniquePrecision : public testing::TestWithParam<TMtxFloatPrecision> {};
+
+TEST_P(UniquePrecision, SortedValuesAndCounts) {
+  TVec d;
+  TVecInt c;
+  Statistics::Unique(Vec({3, 1, 3, 1, 2}, GetParam()), d, &c);
+  EXPECT_EQ(GetParam(), d.FloatPrecision());
+  EXPECT_EQ((std::vector<double>{1, 2, 3}), Elements(d));
+  EXPECT_EQ((std::vector<int>{2, 1, 2}), c.ToVector());
+  // A singleton at the end and a long run at the start.
+  Statistics::Unique(Vec({4, 4, 4, 4, 9, -1, 4}, GetParam()), d, &c);
+  EXPECT_EQ((std::vector<double>{-1, 4, 9}), Elements(d));
+  EXPECT_EQ((std::vector<int>{1, 5, 1}), c.ToVector());
+  // A matrix is read as its elements; Counts may be left out.
+  Statistics::Unique(Mtx({{2, 1}, {2, 2}}, GetParam()), d);
+  EXPECT_EQ((std::vector<double>{1, 2}), Elements(d));
+}
+
+TEST(Unique, LastCountOfConstantDataIsNotWritten) {
+  TVec d;
+  TVecInt c{7, 7, 7};
+  // Deliberate: with no difference before the start the last count keeps what sizing left.
+  Statistics::Unique(Vec({5, 5, 5}), d, &c);
+  EXPECT_EQ((std::vector<double>{5}), Elements(d));
+  EXPECT_EQ((std::vector<int>{7}), c.ToVector());
+  TVecInt fresh;
+  Statistics::Unique(Vec({8}), d, &fresh);
+  EXPECT_EQ((std::vector<int>{0}), fresh.ToVector());
+}
+
+TEST(Unique, AliasingEmptyNaNAndComplex) {
+  TVec x = Vec({2, -0.0, 0.0, 2, std::numeric_limits<double>::quiet_NaN()});
+  TVecInt c;
+  Statistics::Unique(x, x, &c);  // Dst is Src
+  ASSERT_EQ(3, x.Length());
+  EXPECT_EQ(0.0, x[0]);  // -0 and +0 are one value
+  EXPECT_EQ(2.0, x[1]);
+  EXPECT_TRUE(std::isnan(x[2]));
+  EXPECT_EQ((std::vector<int>{2, 2, 1}), c.ToVector());
+  TVec d = Vec({1});
+  Statistics::Unique(TVec(), d, &c);
+  EXPECT_EQ(0, d.Length());
+  EXPECT_EQ(0, c.Length());
+  EXPECT_RAISES(Statistics::Unique(ComplexVec(), d), "Unique: Src.Complex");
+}
+
+// ---------------------------------------------------------------- row and column removal
+
+TEST(RemoveRowColumn, CopiesAroundTheIndex) {
+  const TMtx a = Mtx({{1, 2, 3}, {4, 5, 6}, {7, 8, 9}}, mvSingle);
+  TMtx d;
+  Statistics::RemoveRow(a, d, 1);
+  EXPECT_EQ(mvSingle, d.FloatPrecision());
+  EXPECT_EQ((std::vector<double>{1, 2, 3, 7, 8, 9}), Elements(d));
+  Statistics::RemoveRow(a, d, 2);  // the last row: only the rows above are copied
+  EXPECT_EQ((std::vector<double>{1, 2, 3, 4, 5, 6}), Elements(d));
+  Statistics::RemoveColumn(a, d, 0);
+  ASSERT_EQ(2, d.Cols());
+  EXPECT_EQ((std::vector<double>{2, 3, 5, 6, 8, 9}), Elements(d));
+  Statistics::RemoveColumn(a, d, 2);
+  EXPECT_EQ((std::vector<double>{1, 2, 4, 5, 7, 8}), Elements(d));
+  TMtx b = a;
+  Statistics::RemoveRow(b, b, 0);  // Dst is Src
+  EXPECT_EQ((std::vector<double>{4, 5, 6, 7, 8, 9}), Elements(b));
+  TMtx z(2, 2, Kalix::mvDoubleComplex);
+  z.SetCValue(3, {1, 2});
+  Statistics::RemoveColumn(z, d, 0);
+  EXPECT_EQ(Kalix::TCplx(1, 2), d.CValues(1));
+}
+
+TEST(RemoveRowColumn, MessagesPlainAndPrefixed) {
+  const TMtx a = Mtx({{1, 2}, {3, 4}});
+  TMtx d;
+  EXPECT_RAISES(Statistics::RemoveRow(a, d, 2), "RemoveRow: Index>Src.Rows-1");
+  EXPECT_RAISES(Statistics::RemoveColumn(a, d, 2), "RemoveColumn: Index>Src.Cols-1");
+  // A negative Index is not checked: the core's failure comes back with the routine's prefix.
+  EXPECT_RAISES(Statistics::RemoveRow(a, d, -1), "RemoveRow : Row: index out of range");
+  EXPECT_RAISES(Statistics::RemoveColumn(a, d, -1), "RemoveColumn : SetCol: index out of range");
+  EXPECT_RAISES(Statistics::RemoveRow(TMtx(0, 2), d, -1), "RemoveRow : Size: negative dimension");
+  EXPECT_RAISES(Statistics::RemoveColumn(TMtx(2, 0), d, -1), "RemoveColumn : Size: negative dimension");
+}
+
+// ---------------------------------------------------------------- reliability
+
+TEST(CronbachAlpha, AgreesWithHandFormulaInR) {
+  const TMtx s = Mtx({{3, 4, 3, 5}, {2, 2, 3, 3}, {4, 5, 4, 5}, {1, 2, 2, 1}, {3, 3, 4, 4}, {5, 4, 5, 5}});
+  // R: C <- cov(S) * 5 / 6; k <- 4; k / (k - 1) * (1 - sum(diag(C)) / sum(C))
+  EXPECT_CLOSE(0.94139194139194127, Statistics::CronbachAlpha(s), 1e-13);
+  TMtx f(s.Rows(), s.Cols(), mvSingle);
+  for (int i = 0; i < s.Length(); ++i) f.Values(i) = s.Values(i);
+  EXPECT_CLOSE(0.94139194139194127, Statistics::CronbachAlpha(f), 1e-5);
+  // One item: k / (k - 1) = 1 / 0.
+  const double one = Statistics::CronbachAlpha(Mtx({{1}, {2}, {4}}));
+  EXPECT_TRUE(std::isnan(one) || std::isinf(one));
+  EXPECT_RAISES(Statistics::CronbachAlpha(ComplexMtx()), "Covariance: X.Complex");
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, UniquePrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+}  // namespace
