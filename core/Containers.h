@@ -121,7 +121,8 @@ class KALIX_EXPORT TKalix : public TKalixSample {
 
 class TDenseKalix;
 
-/// Read/write handle of one element, as double (the real part for complex data).
+/// Read/write handle of one element, as double (the real part for complex data). Convert it
+/// (double(v[i])) or read through a const container before passing it to printf-style varargs.
 class TElemRef {
  public:
   TElemRef(TDenseKalix& owner, int index) noexcept : owner_(owner), index_(index) {}
