@@ -309,8 +309,7 @@ void MulLinRegress(const TVec& Y, const TMtx& A, TVec& B, const TVec& Weights, b
   const double sw = Sum(Weights);
   TVecScratch s, ys;
   TMtxScratch m;
-  s->Copy(Weights);
-  DivideBy(*s, sw);
+  Normalize(*s, Weights, 0.0, sw);
   Sqrt(*s);  // s = sqrt(w / sum w): the normalised weights leave B unchanged and scale V
   ys->Copy(Y);
   Mul(*ys, *s);

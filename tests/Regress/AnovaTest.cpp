@@ -1,0 +1,198 @@
+// One-way and two-way analysis of variance against R's anova(lm(...)) / aov.
+#include <cmath>
+#include <limits>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using namespace Regress;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+using Kalix::TMtxFloatPrecision;
+
+// Three groups of five, one per column:
+//   g1 <- c(6.2, 5.8, 7.1, 6.6, 6.0); g2 <- c(7.9, 8.4, 7.2, 8.8, 8.1); g3 <- c(5.1, 6.3, 5.9, 5.5, 6.8)
+//   y <- c(g1, g2, g3); g <- factor(rep(1:3, each = 5)); anova(lm(y ~ g))
+TMtx Groups(TMtxFloatPrecision p = mvDouble) {
+  return Mtx({{6.2, 7.9, 5.1}, {5.8, 8.4, 6.3}, {7.1, 7.2, 5.9}, {6.6, 8.8, 5.5}, {6.0, 8.1, 6.8}}, p);
+}
+
+class Anova1Precision : public testing::TestWithParam<TMtxFloatPrecision> {};
+
+TEST_P(Anova1Precision, BothLayoutsMatchR) {
+  const TMtx m = Groups(GetParam());
+  TVec x(15, GetParam());
+  TVecInt g(15);
+  for (int i = 0; i < 15; ++i) {
+    x[i] = m(i % 5, i / 5);
+    g[i] = i / 5;
+  }
+  double pm, pi;
+  const TANOVA1Result a = ANOVA1(m, pm), b = ANOVA1(x, g, pi);
+  const double tol = GetParam() == mvSingle ? 1e-5 : 1e-12;
+  for (const TANOVA1Result& r : {a, b}) {
+    // R: anova(lm(y ~ g)) columns Sum Sq, Df, Mean Sq, F value; qf(0.95, 2, 12)
+    EXPECT_CLOSE(13.116000000000012, r.SS1, tol);
+    EXPECT_CLOSE(4.2680000000000016, r.SS2, tol);
+    EXPECT_CLOSE(13.116000000000012 + 4.2680000000000016, r.SSTotal, tol);
+    EXPECT_EQ(r.Deg1, 2.0);
+    EXPECT_EQ(r.Deg2, 12.0);
+    EXPECT_EQ(r.DegTotal, 14.0);
+    EXPECT_CLOSE(6.558000000000006, r.MS1, tol);
+    EXPECT_CLOSE(0.3556666666666668, r.MS2, tol);
+    EXPECT_CLOSE(18.438612933458305, r.FDist, tol);
+    EXPECT_CLOSE(3.885293834652392, r.FCrit, 1e-12);
+  }
+  // R: anova(lm(y ~ g))$"Pr(>F)"[1]
+  EXPECT_CLOSE(0.00021900205227176495, pm, GetParam() == mvSingle ? 1e-4 : 1e-9);
+  EXPECT_CLOSE(pm, pi, tol);
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, Anova1Precision, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+TEST(Anova1T, UnbalancedIndexedGroupsMatchRAndAlphaSetsFCrit) {
+  // R: u <- c(3.1, 2.8, 3.6, 3.3, 4.2, 4.0, 3.7, 4.5, 4.1, 3.9, 2.5, 2.9, 3.0, 2.2, 2.7)
+  //    ug <- factor(c(rep(0, 4), rep(1, 6), rep(2, 5))); anova(lm(u ~ ug))
+  // The groups are interleaved here: the layout must not matter.
+  const double u[] = {3.1, 2.8, 3.6, 3.3, 4.2, 4.0, 3.7, 4.5, 4.1, 3.9, 2.5, 2.9, 3.0, 2.2, 2.7};
+  const int grp[] = {0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 2};
+  const int order[] = {10, 0, 4, 11, 5, 1, 12, 6, 2, 7, 13, 8, 3, 14, 9};
+  TVec x(15);
+  TVecInt g(15);
+  for (int i = 0; i < 15; ++i) {
+    x[i] = u[order[i]];
+    g[i] = grp[order[i]];
+  }
+  double p;
+  const TANOVA1Result r = ANOVA1(x, g, p, 0.10);
+  EXPECT_CLOSE(5.5479999999999992, r.SS1, 1e-12);
+  EXPECT_CLOSE(1.1253333333333335, r.SS2, 1e-12);
+  EXPECT_CLOSE(29.580568720379137, r.FDist, 1e-11);
+  EXPECT_CLOSE(2.299482924096449e-05, p, 1e-8);
+  // R: qf(0.90, 2, 12)
+  EXPECT_CLOSE(2.8067956057324182, r.FCrit, 1e-12);
+}
+
+TEST(Anova1T, FDecisionBranchesAndMissingGroup) {
+  double p = -1;
+  // Equal group means: SSB = 0 gives F = 0 and p = 1.
+  TANOVA1Result r = ANOVA1(Mtx({{1, 2}, {3, 2}, {2, 2}}), p);
+  EXPECT_EQ(r.SS1, 0.0);
+  EXPECT_EQ(r.FDist, 0.0);
+  EXPECT_EQ(p, 1.0);
+  // No spread inside the groups but different means: F = Inf, p = 0.
+  r = ANOVA1(Mtx({{1, 4, 7}, {1, 4, 7}}), p);
+  EXPECT_EQ(r.SS2, 0.0);
+  EXPECT_EQ(r.FDist, Kalix::INF);
+  EXPECT_EQ(p, 0.0);
+  EXPECT_CLOSE(36.0, r.SS1, 1e-14);
+  // Group 1 never occurs: its mean is NaN, and so is SSB; k - 1 = 2 still counts it.
+  r = ANOVA1(Vec({1, 2, 3, 4}), TVecInt({0, 0, 2, 2}), p);
+  EXPECT_TRUE(std::isnan(r.SS1));
+  EXPECT_TRUE(std::isnan(r.FDist));
+  EXPECT_EQ(r.Deg1, 2.0);
+  EXPECT_EQ(r.Deg2, 1.0);
+}
+
+TEST(Anova1T, LargeCommonOffsetKeepsItsDigitsInSinglePrecision) {
+  // Two groups 1000 +- 0.25 and 1001 +- 0.25, 5000 values each: naive float sums of 5e6
+  // would round the group means; the sums about the first value do not.
+  const int n = 10000;
+  TVec x(n, mvSingle);
+  TVecInt g(n);
+  for (int i = 0; i < n; ++i) {
+    g[i] = i % 2;
+    x[i] = 1000.0 + g[i] + ((i / 2) % 2 ? 0.25 : -0.25);
+  }
+  double p;
+  const TANOVA1Result r = ANOVA1(x, g, p);
+  // Exact: SSB = n * 0.5^2 = 2500, SSW = n * 0.25^2 = 625.
+  EXPECT_CLOSE(2500.0, r.SS1, 1e-5);
+  EXPECT_CLOSE(625.0, r.SS2, 1e-5);
+}
+
+TEST(Anova2T, WithoutReplicationMatchesRAndLeavesInteractionNaN) {
+  // R: d <- matrix(c(12.1, 14.3, 13.0, 11.4, 13.9, 12.2, 13.8, 15.6, 14.1, 10.9, 12.8, 12.5), 4, byrow = TRUE)
+  //    yy <- as.vector(t(d)); R <- factor(rep(1:4, each = 3)); C <- factor(rep(1:3, 4)); anova(aov(yy ~ R + C))
+  const TMtx d = Mtx({{12.1, 14.3, 13.0}, {11.4, 13.9, 12.2}, {13.8, 15.6, 14.1}, {10.9, 12.8, 12.5}});
+  double pr, pc, pi = 0.5;
+  const TANOVA2Result r = ANOVA2(d, pr, pc, pi, 1);
+  EXPECT_CLOSE(10.136666666666665, r.SS1, 1e-12);
+  EXPECT_CLOSE(8.8799999999999724, r.SS2, 1e-12);
+  EXPECT_CLOSE(0.77333333333333321, r.SS4, 1e-12);
+  EXPECT_CLOSE(19.789999999999999, r.SSTotal, 1e-13);  // R: sum((yy - mean(yy))^2)
+  EXPECT_EQ(r.Deg1, 3.0);
+  EXPECT_EQ(r.Deg2, 2.0);
+  EXPECT_EQ(r.Deg4, 6.0);
+  EXPECT_EQ(r.DegTotal, 11.0);
+  EXPECT_CLOSE(0.77333333333333321 / 6, r.MS4, 1e-12);
+  // Deliberate product form F = SS * (SSE/dfE) / df, not R's ratio (26.2 and 34.4 here).
+  // R: Fr <- ssr*(sse/6)/3; Fc <- ssc*(sse/6)/2; pf(c(Fr, Fc), c(3, 2), 6, lower = FALSE); qf(0.95, c(3, 2), 6)
+  EXPECT_CLOSE(0.43550123456790107, r.FDist1, 1e-11);
+  EXPECT_CLOSE(0.5722666666666647, r.FDist2, 1e-11);
+  EXPECT_CLOSE(0.73564028431226713, pr, 1e-10);
+  EXPECT_CLOSE(0.59228693214315853, pc, 1e-10);
+  EXPECT_CLOSE(4.7570626630894148, r.FCrit1, 1e-12);
+  EXPECT_CLOSE(5.1432528497847176, r.FCrit2, 1e-12);
+  for (double v : {r.SS3, r.Deg3, r.MS3, r.FDist3, r.FCrit3}) EXPECT_TRUE(std::isnan(v));
+  EXPECT_EQ(pi, 0.0);
+}
+
+TEST(Anova2T, WithReplicationsMatchesR) {
+  // R: r <- matrix(c(5.1, 6.3, 7.2, 4.8, 6.9, 7.0, 5.5, 6.1, 7.9, 6.0, 5.2, 9.1, 6.4, 5.9, 8.6,
+  //    5.7, 5.5, 8.8), 6, byrow = TRUE); yr <- as.vector(t(r)); R <- factor(rep(1:2, each = 9))
+  //    C <- factor(rep(1:3, 6)); anova(aov(yr ~ R * C))
+  const TMtx d = Mtx({{5.1, 6.3, 7.2}, {4.8, 6.9, 7.0}, {5.5, 6.1, 7.9}, {6.0, 5.2, 9.1}, {6.4, 5.9, 8.6},
+                      {5.7, 5.5, 8.8}});
+  double pr, pc, pi;
+  const TANOVA2Result r = ANOVA2(d, pr, pc, pi, 3);
+  EXPECT_CLOSE(1.0755555555555534, r.SS1, 1e-12);
+  EXPECT_CLOSE(21.947777777777784, r.SS2, 1e-12);
+  EXPECT_CLOSE(4.5811111111111078, r.SS3, 1e-12);
+  EXPECT_CLOSE(1.6600000000000019, r.SS4, 1e-12);
+  EXPECT_CLOSE(29.264444444444447, r.SSTotal, 1e-13);
+  EXPECT_EQ(r.Deg1, 1.0);
+  EXPECT_EQ(r.Deg2, 2.0);
+  EXPECT_EQ(r.Deg3, 2.0);
+  EXPECT_EQ(r.Deg4, 12.0);
+  EXPECT_CLOSE(4.5811111111111078 / 2, r.MS3, 1e-12);
+  // R: product-form F of each effect with sse/12; pf(F, df, 12, lower = FALSE); qf(0.95, 2, 12)
+  EXPECT_CLOSE(0.31686018518518533, r.FDist3, 1e-11);
+  EXPECT_CLOSE(0.70644994525697491, pr, 1e-10);
+  EXPECT_CLOSE(0.25838936775191951, pc, 1e-10);
+  EXPECT_CLOSE(0.73434461631032322, pi, 1e-10);
+  EXPECT_CLOSE(3.885293834652392, r.FCrit3, 1e-12);
+}
+
+TEST(Anova2T, ZeroErrorDecidesEachEffectBySpread) {
+  // Identical replicates; column effect only: rows and interaction have SS = 0.
+  const TMtx d = Mtx({{1, 5}, {1, 5}, {1, 5}, {1, 5}});
+  double pr, pc, pi;
+  const TANOVA2Result r = ANOVA2(d, pr, pc, pi, 2);
+  EXPECT_EQ(r.SS4, 0.0);
+  EXPECT_EQ(r.FDist1, 0.0);
+  EXPECT_EQ(pr, 1.0);
+  EXPECT_EQ(r.FDist2, Kalix::INF);
+  EXPECT_EQ(pc, 0.0);
+  EXPECT_EQ(r.FDist3, 0.0);
+  EXPECT_EQ(pi, 1.0);
+}
+
+TEST(AnovaMessages, TextsAndOrder) {
+  double p, pr, pc, pi = 0.5;
+  EXPECT_RAISES(ANOVA1(ComplexMtx(), p), "ANOVA1: Data.Complex");
+  EXPECT_RAISES(ANOVA1(ComplexVec(), TVecInt({0, 1}, Kalix::prInt16), p), "ANOVA1: Data.Complex or GroupIndex.Complex");
+  EXPECT_RAISES(ANOVA1(Vec({1, 2, 3}), TVecInt({0, 1}, Kalix::prInt16), p), "ANOVA1: Data.Length <> GroupIndex.Length");
+  EXPECT_RAISES(ANOVA1(Vec({1, 2}), TVecInt({0, 1}, Kalix::prInt16), p), "ANOVA1: GroupIndex.IntPrecision <> prInt32");
+  EXPECT_RAISES(ANOVA1(Vec({1, 2, 3}), TVecInt({0, -1, 1}), p), "ANOVA1: GroupIndex < 0");
+  // Deliberate: the remainder comes first, so Replications = 0 fails as a division by zero.
+  EXPECT_RAISES(ANOVA2(ComplexMtx(), pr, pc, pi, 0), "Division by zero");
+  EXPECT_EQ(pi, 0.0);  // set before the checks
+  EXPECT_RAISES(ANOVA2(ComplexMtx(), pr, pc, pi, 3), "ANOVA2: (Data.Rows mod Replications) <> 0");
+  EXPECT_RAISES(ANOVA2(ComplexMtx(), pr, pc, pi, -1), "ANOVA2: Replications <= 0");
+  EXPECT_RAISES(ANOVA2(ComplexMtx(), pr, pc, pi, 2), "ANOVA2: Data.Complex = true");
+}
+
+}  // namespace

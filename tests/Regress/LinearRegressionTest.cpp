@@ -1,0 +1,321 @@
+// Straight-line and multiple linear regression, regression statistics, R2 and PRESS.
+#include <cmath>
+#include <thread>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using namespace Regress;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+using Kalix::TMtxFloatPrecision;
+
+// The data of the R commands below: y ~ x1 + x2 + x3 with weights w.
+//   x1 <- 1:12; x2 <- c(4.1, 2.3, 5.7, 1.2, 8.8, 3.3, 6.1, 7.4, 2.9, 9.5, 4.4, 6.6)
+//   x3 <- c(10, 12, 9, 15, 11, 14, 8, 13, 16, 10, 12, 11)
+//   y <- c(20.1, 21.7, 27.9, 25.3, 37.2, 33.0, 35.8, 44.1, 40.2, 52.6, 47.3, 53.9)
+//   w <- c(1, 2, 1.5, 0.5, 1, 3, 2, 1, 0.8, 1.2, 2.5, 1)
+struct TData {
+  TMtx A;
+  TVec y, w;
+};
+TData Data(TMtxFloatPrecision p = mvDouble, int rows = 12) {
+  const double x2[] = {4.1, 2.3, 5.7, 1.2, 8.8, 3.3, 6.1, 7.4, 2.9, 9.5, 4.4, 6.6};
+  const double x3[] = {10, 12, 9, 15, 11, 14, 8, 13, 16, 10, 12, 11};
+  const double y[] = {20.1, 21.7, 27.9, 25.3, 37.2, 33.0, 35.8, 44.1, 40.2, 52.6, 47.3, 53.9};
+  const double w[] = {1, 2, 1.5, 0.5, 1, 3, 2, 1, 0.8, 1.2, 2.5, 1};
+  TData d{TMtx(rows, 3, p), TVec(rows, p), TVec(rows, p)};
+  for (int i = 0; i < rows; ++i) {
+    d.A(i, 0) = i + 1;
+    d.A(i, 1) = x2[i];
+    d.A(i, 2) = x3[i];
+    d.y[i] = y[i];
+    d.w[i] = w[i];
+  }
+  return d;
+}
+
+// R: coef(lm(y ~ x1 + x2 + x3)); vcov(fit) / sigma^2 (= (X^T X)^-1)
+const std::vector<double> kCoef{7.5811916312820271, 2.5978543214910275, 1.5210812248551442, 0.35978512794212808};
+const std::vector<double> kV{5.8055264161020661,    0.073988880783781519,   -0.31483128458164422,
+                             -0.38881886996399484,  0.073988880783781519,   0.010314968363536351,
+                             -0.0096373088353810116, -0.0077448919242338685, -0.31483128458164422,
+                             -0.0096373088353810116, 0.028845510637687904,  0.019380214123485749,
+                             -0.38881886996399484,  -0.0077448919242338685, 0.019380214123485749,
+                             0.028812345175638406};
+
+class MulLinRegressBySolver : public testing::TestWithParam<TRegSolveMethod> {};
+
+TEST_P(MulLinRegressBySolver, CoefficientsFittedValuesAndInverseNormalMatrixMatchR) {
+  const TData d = Data();
+  TVec b, yc;
+  TMtx v;
+  MulLinRegress(d.y, d.A, b, true, &yc, &v, GetParam());
+  ExpectAllClose(kCoef, b, 1e-12);
+  ExpectAllClose(kV, v, 1e-11);
+  // R: fitted(fit)[c(1, 12)]
+  EXPECT_CLOSE(20.013330254100417, yc[0], 1e-12);
+  EXPECT_CLOSE(52.752215980581717, yc[11], 1e-12);
+}
+
+INSTANTIATE_TEST_SUITE_P(Solvers, MulLinRegressBySolver, testing::Values(regSolveLQR, regSolveSVD));
+
+TEST(MulLinRegressT, LUSolvesTheSquareSystem) {
+  const TData d = Data(mvDouble, 4);  // [1 | A] is 4 x 4
+  TVec b;
+  MulLinRegress(d.y, d.A, b, true, nullptr, nullptr, regSolveLU);
+  // R: solve(cbind(1, x1, x2, x3)[1:4, ], y[1:4])
+  ExpectAllClose({30.924657534246542, 3.5397260273972582, -0.35616438356164098, -1.2904109589041068}, b, 1e-12);
+}
+
+TEST(MulLinRegressT, WeightedFitMatchesRWithFittedValuesOnTheDataScale) {
+  const TData d = Data();
+  TVec b, yc, res, sd;
+  TMtx v;
+  MulLinRegress(d.y, d.A, b, d.w, true, &yc, &v, regSolveLQR);
+  // R: fw <- lm(y ~ x1 + x2 + x3, weights = w); coef(fw); fitted(fw)[c(1, 12)]; vcov(fw)[1, 1] / sigma^2
+  ExpectAllClose({6.4086891605186267, 2.5583815255458919, 1.5566546031715021, 0.46494975250801779}, b, 1e-12);
+  EXPECT_CLOSE(19.998852084147856, yc[0], 1e-12);
+  EXPECT_CLOSE(52.49763512558944, yc[11], 1e-12);
+  EXPECT_CLOSE(4.1053418734500289, v(0, 0), 1e-11);  // (D^T W D)^-1, not scaled by sum(w)
+  EXPECT_CLOSE(0.020410107046558209, v(3, 3), 1e-11);
+
+  TRegStats st;
+  RegressTest(d.y, yc, v, st, res, sd, true, &d.w);
+  // R: summary(fw)$sigma, $r.squared, $adj.r.squared, $fstatistic; pf(F, 3, 8, lower = FALSE); coef(summary(fw))[, 2]
+  EXPECT_CLOSE(1.3791944030775529, st.StdError, 1e-11);
+  EXPECT_CLOSE(0.99196091379897966, st.R2, 1e-12);
+  EXPECT_CLOSE(0.98894625647359702, st.AdjustedR2, 1e-12);
+  EXPECT_CLOSE(329.04599320357875, st.FStats.F, 1e-10);
+  EXPECT_CLOSE(1.0245335605021444e-08, st.FStats.Signif, 1e-6);
+  ExpectAllClose({2.7944744972820335, 0.11515384430052961, 0.20827754783729652, 0.19703715462759419}, sd, 1e-10);
+}
+
+TEST(RegressTestT, StatisticsMatchRSummary) {
+  const TData d = Data();
+  TVec b, yc, res, sd;
+  TMtx v;
+  MulLinRegress(d.y, d.A, b, true, &yc, &v);
+  TRegStats st;
+  RegressTest(d.y, yc, v, st, res, sd);
+  // R: sum(resid(f)^2); sum((y - mean(y))^2); summary(f)$sigma, $r.squared, $adj.r.squared, $fstatistic
+  EXPECT_CLOSE(9.9145912318312064, st.SSE, 1e-11);
+  EXPECT_CLOSE(1450.5891666666666, st.SST, 1e-13);
+  EXPECT_CLOSE(1450.5891666666666 - 9.9145912318312064, st.SSR, 1e-12);
+  EXPECT_CLOSE(1.1132492550991897, st.StdError, 1e-11);
+  EXPECT_CLOSE(1.1132492550991897 * 1.1132492550991897, st.ResidualVar, 1e-11);
+  EXPECT_CLOSE(0.99316512803234691, st.R2, 1e-13);
+  EXPECT_CLOSE(0.99060205104447696, st.AdjustedR2, 1e-13);
+  EXPECT_CLOSE(387.48938589540364, st.FStats.F, 1e-10);
+  // R: pf(387.48938589540364, 3, 8, lower.tail = FALSE)
+  EXPECT_CLOSE(5.3558875928972878e-09, st.FStats.Signif, 1e-6);
+  EXPECT_EQ(st.dfE, 8);
+  EXPECT_EQ(st.dfT, 11);
+  EXPECT_EQ(st.FStats.dFE, 8);
+  EXPECT_EQ(st.FStats.dFR, 3);
+  // R: coef(summary(f))[, 2]; resid(f)[1]
+  ExpectAllClose({2.6823362322155382, 0.11306452521333438, 0.18907387671427348, 0.1889651505062768}, sd, 1e-11);
+  EXPECT_CLOSE(20.1 - 20.013330254100417, res[0], 1e-12);
+
+  // The statistics form with NumParams gives the same record.
+  TRegStats st2;
+  RegressTest(d.y, yc, 4, st2);
+  EXPECT_EQ(st.SSE, st2.SSE);
+  EXPECT_EQ(st.FStats.F, st2.FStats.F);
+}
+
+TEST(RegressTestT, WithoutConstantSSTIsAboutZeroAndDegreesOfFreedomDoNotChange) {
+  const TData d = Data();
+  TVec b, yc, res, sd;
+  TMtx v;
+  MulLinRegress(d.y, d.A, b, false, &yc, &v);
+  // R: f0 <- lm(y ~ 0 + x1 + x2 + x3); coef(summary(f0))[, 1:2]
+  ExpectAllClose({2.5012353685137119, 1.9322060960324028, 0.86752726048671147}, b, 1e-12);
+  TRegStats st;
+  RegressTest(d.y, yc, v, st, res, sd, false);
+  ExpectAllClose({0.14364392844816978, 0.16099124427626824, 0.07811559450507928}, sd, 1e-11);
+  // Deliberate: dfT = n - 1 and dFR = p - 1 as with a constant (R's summary would use p and n).
+  EXPECT_EQ(st.dfT, 11);
+  EXPECT_EQ(st.FStats.dFR, 2);
+  EXPECT_EQ(st.dfE, 9);
+  // R: rss <- sum(resid(f0)^2); sst <- sum(y^2); F <- (9/2)*((sst - rss)/rss);
+  //    pf(F, 2, 9, lower.tail = FALSE); 1 - (11/9)*(rss/sst)
+  EXPECT_CLOSE(17517.990000000002, st.SST, 1e-13);
+  EXPECT_CLOSE(19.814549035969538, st.SSE, 1e-11);
+  EXPECT_CLOSE(3973.9380081977856, st.FStats.F, 1e-10);
+  EXPECT_CLOSE(5.5049025225193278e-14, st.FStats.Signif, 1e-3);
+  EXPECT_CLOSE(0.99861754789475998, st.AdjustedR2, 1e-13);
+}
+
+TEST(RegressTestT, PerfectFitGivesZeroSSEInfiniteFAndZeroSignificance) {
+  const TVec y = Vec({1.1, 2.3, 2.9, 4.4, 5.0});
+  TRegStats st;
+  RegressTest(y, y, 2, st);
+  EXPECT_EQ(st.SSE, 0.0);
+  EXPECT_EQ(st.FStats.F, Kalix::INF);
+  EXPECT_EQ(st.FStats.Signif, 0.0);
+  EXPECT_EQ(st.R2, 1.0);
+  // One parameter: dFR = 0 and F = (dfE/0) * (SSR/SSE) follows IEEE arithmetic.
+  const TVec yc = Vec({1.0, 2.0, 3.0, 4.0, 5.0});
+  RegressTest(y, yc, 1, st);
+  EXPECT_EQ(st.FStats.dFR, 0);
+  EXPECT_EQ(st.FStats.F, Kalix::INF);
+}
+
+TEST(MulLinRegressT, OptionalOutputsMaySkipAndSingularSystemRaisesOnlyForV) {
+  const TData d = Data();
+  TVec b1, b2;
+  MulLinRegress(d.y, d.A, b1);
+  TMtx v;
+  MulLinRegress(d.y, d.A, b2, true, nullptr, &v);
+  ExpectAllClose(b1.ToVector(), b2, 0.0);
+  // A repeated column: the solver still gives a (minimum-norm) B; (M^T M)^-1 does not exist.
+  TMtx A2(12, 2);
+  for (int i = 0; i < 12; ++i) A2(i, 0) = A2(i, 1) = d.A(i, 1);
+  EXPECT_NO_THROW(MulLinRegress(d.y, A2, b1, true));
+  EXPECT_RAISES(MulLinRegress(d.y, A2, b1, true, nullptr, &v), "Inv: matrix is singular");
+}
+
+TEST(MulLinRegressT, SinglePrecisionStaysSingle) {
+  const TData d = Data(mvSingle);
+  TVec b, yc;
+  TMtx v;
+  MulLinRegress(d.y, d.A, b, true, &yc, &v);
+  EXPECT_EQ(b.FloatPrecision(), mvSingle);
+  EXPECT_EQ(v.FloatPrecision(), mvSingle);
+  ExpectAllClose(kCoef, b, 2e-5);
+  EXPECT_CLOSE(kV[0], v(0, 0), 2e-4);
+}
+
+TEST(LinRegressT, WeightedLineAndItsInverseNormalMatrixMatchR) {
+  const TVec x = Vec({0.5, 1.5, 2.0, 3.5, 4.0, 5.5, 7.0, 8.5});
+  const TVec y = Vec({2.1, 3.9, 4.2, 7.9, 8.1, 12.2, 14.8, 18.3});
+  const TVec w = Vec({1, 2, 1, 3, 1, 0.5, 2, 1});
+  TVec b, yc;
+  TMtx v;
+  LinRegress(x, y, b, true, &w, &yc, &v);
+  // R: coef(lm(ly ~ lx, weights = lw)); X <- cbind(1, lx); solve(t(X) %*% diag(lw) %*% X)
+  ExpectAllClose({0.69944725205306524, 2.0299747315224255}, b, 1e-13);
+  const std::vector<double> vR{0.31190777005685399, -0.057169930511686659, -0.057169930511686666,
+                               0.014529374605180037};
+  ExpectAllClose(vR, v, 1e-13);
+  EXPECT_CLOSE(0.69944725205306524 + 2.0299747315224255 * 8.5, yc[7], 1e-13);
+  // Through the origin: B[0] = Sxy/Sxx; V stays the inverse normal matrix of the line with intercept.
+  LinRegress(x, y, b, false, &w, &yc, &v);
+  ASSERT_EQ(b.Length(), 1);
+  // R: coef(lm(ly ~ 0 + lx, weights = lw))
+  EXPECT_CLOSE(2.1581772151898733, b[0], 1e-13);
+  ExpectAllClose(vR, v, 1e-13);
+  // R2 of the unweighted line's fitted values. R: summary(lm(ly ~ lx))$r.squared
+  LinRegress(x, y, b, true, nullptr, &yc);
+  EXPECT_CLOSE(0.99460779335092442, R2(y, yc), 1e-13);
+}
+
+class LinRegressPrecision : public testing::TestWithParam<TMtxFloatPrecision> {};
+
+TEST_P(LinRegressPrecision, ExactLineFarFromTheOriginAndEqualAbscissae) {
+  // y = 3 + 2 (x - x0) with x0 = 1e4 (single) or 1e8 (double): S*Sxx - Sx^2 from raw sums
+  // would cancel every digit of the slope.
+  const double x0 = GetParam() == mvSingle ? 1e4 : 1e8;
+  TVec x(9, GetParam()), y(9, GetParam());
+  for (int i = 0; i < 9; ++i) {
+    x[i] = x0 + i;
+    y[i] = 3.0 + 2.0 * i;
+  }
+  TVec b;
+  LinRegress(x, y, b);
+  EXPECT_EQ(b.FloatPrecision(), GetParam());
+  EXPECT_CLOSE(2.0, b[1], TolFor(GetParam()));
+  EXPECT_CLOSE(3.0 - 2.0 * x0, b[0], TolFor(GetParam()));
+  // All x equal: D = 0, no error, parameters and V not finite.
+  TVec xc(4, GetParam());
+  xc.SetVal(2.5);
+  TMtx v;
+  EXPECT_NO_THROW(LinRegress(xc, Vec({1, 2, 3, 4}, GetParam()), b, true, nullptr, nullptr, &v));
+  EXPECT_TRUE(std::isnan(b[1]));
+  EXPECT_FALSE(std::isfinite(v(1, 1)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, LinRegressPrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+TEST(PRESST, EqualsLeaveOneOutRefitsAndR) {
+  const TData d = Data();
+  // Definition: refit without row i, predict row i.
+  double loo = 0.0;
+  for (int out = 0; out < 12; ++out) {
+    TMtx A(11, 3);
+    TVec y(11), b;
+    for (int i = 0, r = 0; i < 12; ++i) {
+      if (i == out) continue;
+      for (int j = 0; j < 3; ++j) A(r, j) = d.A(i, j);
+      y[r++] = d.y[i];
+    }
+    MulLinRegress(y, A, b);
+    const double pred = b[0] + b[1] * d.A(out, 0) + b[2] * d.A(out, 1) + b[3] * d.A(out, 2);
+    loo += (d.y[out] - pred) * (d.y[out] - pred);
+  }
+  const double press = PRESS(d.A, d.y);
+  EXPECT_CLOSE(loo, press, 1e-11);
+  // R: sum((resid(f) / (1 - hatvalues(f)))^2)
+  EXPECT_CLOSE(25.459288253912259, press, 1e-12);
+  // The intercept is always added: a column of ones in A makes the design singular.
+  TMtx ones(12, 2);
+  for (int i = 0; i < 12; ++i) {
+    ones(i, 0) = 1.0;
+    ones(i, 1) = d.A(i, 0);
+  }
+  EXPECT_RAISES(PRESS(ones, d.y), "Inv: matrix is singular");
+}
+
+TEST(LinearRegressionMessages, TextsAndOrder) {
+  const TVec y3 = Vec({1, 2, 3}), y3s = Vec({1, 2, 3}, mvSingle), y2 = Vec({1, 2}), c = ComplexVec();
+  const TMtx A2 = Mtx({{1}, {2}});
+  TVec b, yc;
+  TRegStats st;
+  // Each input breaks the check named and every later one.
+  EXPECT_RAISES(MulLinRegress(y3s, A2, b), "MulLinRegress: y.FloatPrecision <> A.FloatPrecision");
+  EXPECT_RAISES(MulLinRegress(y3, A2, b), "MulLinRegress: y.Length <> A.Rows");
+  EXPECT_RAISES(MulLinRegress(c, ComplexMtx(), b, c), "MulLinRegress: Y.Complex or A.Complex");
+  EXPECT_RAISES(MulLinRegress(y3, A2, b, y3s), "MulLinRegress: Y.FloatPrecision <> Weights.FloatPrecision");
+  // Deliberate: the weighted form compares no lengths; the core refuses short weights itself.
+  EXPECT_RAISES(MulLinRegress(y3, Mtx({{1}, {2}, {3}}), b, y2), "Mul: X.Length <> Y.Length");
+  EXPECT_RAISES(PRESS(A2, y3), "MulLinRegress: y.Length <> A.Rows");
+
+  EXPECT_RAISES(LinRegress(y3s, y2, b), "LinRegress : X.Length <> Y.Length");
+  EXPECT_RAISES(LinRegress(y3s, y3, b), "LinRegress : X.FloatPrecision <> Y.FloatPrecision");
+  EXPECT_RAISES(LinRegress(c, c, b), "LinRegress : X.Complex or Y.Complex");
+  EXPECT_RAISES(LinRegress(y3, y3, b, true, &y2), "LinRegress : (Weights.Length <> X.Length)");
+  EXPECT_RAISES(LinRegress(y3, y3, b, true, &y3s), "LinRegress : (Weights.FloatPrecision <> X.FloatPrecision)");
+
+  EXPECT_RAISES(RegressTest(y3, y2, 1, st, true, &y2), "RegressTest: Y.Length <> YCalc.Length");
+  EXPECT_RAISES(RegressTest(y3, y3s, 1, st, true, &y2), "RegressTest: Y.FloatPrecision <> YCalc.FloatPrecision");
+  EXPECT_RAISES(RegressTest(y3, y3, 1, st, true, &y2), "RegressTest: Weights.Length <> Y.Length");
+  EXPECT_RAISES(RegressTest(y3, y3, 1, st, true, &y3s), "RegressTest: Weights.FloatPrecision <> Y.FloatPrecision");
+}
+
+TEST(MulLinRegressT, ConcurrentCallsAgreeWithASingleThread) {
+  const TData d = Data();
+  TVec b0;
+  TMtx v0;
+  MulLinRegress(d.y, d.A, b0, d.w, true, nullptr, &v0);
+  const double press0 = PRESS(d.A, d.y);
+  std::vector<int> bad(4, 0);
+  std::vector<std::thread> pool;
+  for (int t = 0; t < 4; ++t)
+    pool.emplace_back([&, t] {
+      for (int rep = 0; rep < 200; ++rep) {
+        TVec b;
+        TMtx v;
+        MulLinRegress(d.y, d.A, b, d.w, true, nullptr, &v);
+        bad[static_cast<std::size_t>(t)] += b.ToVector() != b0.ToVector() || v.ToVector() != v0.ToVector() ||
+                                            PRESS(d.A, d.y) != press0 || Kalix::ScratchOutstanding() != 0;
+      }
+    });
+  for (auto& th : pool) th.join();
+  EXPECT_EQ(bad, std::vector<int>(4, 0));
+}
+
+}  // namespace

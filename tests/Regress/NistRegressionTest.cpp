@@ -1,0 +1,181 @@
+// Accuracy on certified data: NIST StRD linear regression and one-way ANOVA files, and the
+// Longley data. Each test prints the digits reached (log relative error) and requires 9.
+#include <cstdio>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using namespace Regress;
+
+constexpr double kMinDigits = 9.0;
+
+// The last number on the first line that contains label and has a number after it.
+double CertifiedAfter(const TNistFile& f, const std::string& label) {
+  static const std::regex number(R"([-+]?(\d+\.?\d*|\.\d+)([eE][-+]?\d+)?)");
+  for (const std::string& l : f.lines) {
+    const auto at = l.find(label);
+    if (at == std::string::npos) continue;
+    const std::string rest = l.substr(at + label.size());
+    std::string last;
+    for (auto it = std::sregex_iterator(rest.begin(), rest.end(), number); it != std::sregex_iterator(); ++it)
+      last = it->str();
+    if (!last.empty()) return std::stod(last);
+  }
+  ADD_FAILURE() << "no certified value after " << label;
+  return 0.0;
+}
+
+// Checks digits and appends them to a report line.
+void ExpectDigits(const char* what, double computed, double certified, std::string& report) {
+  const double lre = LRE(computed, certified);
+  char buf[48];
+  std::snprintf(buf, sizeof buf, " %s %.1f", what, lre);
+  report += buf;
+  EXPECT_GE(lre, kMinDigits) << what << ": computed " << computed << ", certified " << certified;
+}
+
+struct TRegressionFile {
+  const char* name;
+  int degree;  // polynomial in x of this degree
+  bool constant;
+};
+
+class NistRegression : public testing::TestWithParam<TRegressionFile> {};
+
+TEST_P(NistRegression, CertifiedCoefficientsDeviationsAndFit) {
+  const TRegressionFile& c = GetParam();
+  const TNistFile f = LoadNist(std::string(c.name) + ".dat");
+  ASSERT_FALSE(f.data.empty());
+  const int n = static_cast<int>(f.data.size());
+  TVec y(n);
+  TMtx A(n, c.degree);
+  for (int i = 0; i < n; ++i) {
+    y[i] = f.data[static_cast<std::size_t>(i)][0];
+    double xp = 1.0;
+    for (int j = 0; j < c.degree; ++j) A(i, j) = xp *= f.data[static_cast<std::size_t>(i)][1];
+  }
+  TVec b, yc, res, sd;
+  TMtx v;
+  MulLinRegress(y, A, b, c.constant, &yc, &v, regSolveLQR);
+  TRegStats st;
+  RegressTest(y, yc, v, st, res, sd, c.constant);
+
+  std::string report = std::string(c.name) + ":";
+  const int first = c.constant ? 0 : 1;  // certified parameters are named B0.. or B1..
+  for (int k = 0; k < b.Length(); ++k) {
+    std::string label("B");
+    label += std::to_string(k + first);
+    const std::vector<double> cert = f.NumbersAfter(label);
+    ASSERT_EQ(cert.size(), 2u);
+    ExpectDigits(label.c_str(), b[k], cert[0], report);
+    ExpectDigits("sd", sd[k], cert[1], report);
+  }
+  ExpectDigits("s", st.StdError, CertifiedAfter(f, "Standard Deviation"), report);
+  ExpectDigits("R2", st.R2, f.NumbersAfter("R-Squared").at(0), report);
+  ExpectDigits("SSR", st.SSR, f.NumbersAfter("Regression").at(1), report);
+  std::printf("[ digits ] %s\n", report.c_str());
+}
+
+INSTANTIATE_TEST_SUITE_P(StRD, NistRegression,
+                         testing::Values(TRegressionFile{"Norris", 1, true}, TRegressionFile{"Pontius", 2, true},
+                                         TRegressionFile{"NoInt1", 1, false}, TRegressionFile{"NoInt2", 1, false},
+                                         TRegressionFile{"Wampler1", 5, true}, TRegressionFile{"Wampler2", 5, true},
+                                         TRegressionFile{"Wampler3", 5, true}),
+                         [](const auto& pinfo) { return std::string(pinfo.param.name); });
+
+// Longley data from R's datasets::longley (columns GNP.deflator, GNP, Unemployed,
+// Armed.Forces, Population, Year; response Employed).
+TEST(NistRegressionLongley, CoefficientsAndStandardErrors) {
+  const double d[16][7] = {
+      {83.0, 234.289, 235.6, 159.0, 107.608, 1947, 60.323}, {88.5, 259.426, 232.5, 145.6, 108.632, 1948, 61.122},
+      {88.2, 258.054, 368.2, 161.6, 109.773, 1949, 60.171}, {89.5, 284.599, 335.1, 165.0, 110.929, 1950, 61.187},
+      {96.2, 328.975, 209.9, 309.9, 112.075, 1951, 63.221}, {98.1, 346.999, 193.2, 359.4, 113.270, 1952, 63.639},
+      {99.0, 365.385, 187.0, 354.7, 115.094, 1953, 64.989}, {100.0, 363.112, 357.8, 335.0, 116.219, 1954, 63.761},
+      {101.2, 397.469, 290.4, 304.8, 117.388, 1955, 66.019}, {104.6, 419.180, 282.2, 285.7, 118.734, 1956, 67.857},
+      {108.4, 442.769, 293.6, 279.8, 120.445, 1957, 68.169}, {110.8, 444.546, 468.1, 263.7, 121.950, 1958, 66.513},
+      {112.6, 482.704, 381.3, 255.2, 123.366, 1959, 68.655}, {114.2, 502.601, 393.1, 251.4, 125.368, 1960, 69.564},
+      {115.7, 518.173, 480.6, 257.2, 127.852, 1961, 69.331}, {116.9, 554.894, 400.7, 282.7, 130.081, 1962, 70.551}};
+  TMtx A(16, 6);
+  TVec y(16);
+  for (int i = 0; i < 16; ++i) {
+    for (int j = 0; j < 6; ++j) A(i, j) = d[i][j];
+    y[i] = d[i][6];
+  }
+  // R: coef(summary(lm(Employed ~ ., longley)))[, 1:2] (agrees with NIST's certified values)
+  const double cert[7][2] = {{-3.4822586345958148e+03, 8.9042038360737570e+02},
+                             {1.5061872271372779e-02, 8.4914925774767377e-02},
+                             {-3.5819179292591000e-02, 3.3491007772243411e-02},
+                             {-2.0202298038168240e-02, 4.8839968165170283e-03},
+                             {-1.0332268671735891e-02, 2.1427416316167573e-03},
+                             {-5.1104105653579195e-02, 2.2607320006937262e-01},
+                             {1.8291514646135503e+00, 4.5547849914221344e-01}};
+  TVec b, yc, res, sd;
+  TMtx v;
+  MulLinRegress(y, A, b, true, &yc, &v, regSolveLQR);
+  TRegStats st;
+  RegressTest(y, yc, v, st, res, sd, true);
+  std::string report = "Longley:";
+  for (int k = 0; k < 7; ++k) {
+    ExpectDigits("B", b[k], cert[k][0], report);
+    ExpectDigits("sd", sd[k], cert[k][1], report);
+  }
+  // R: summary(fit)$sigma, $r.squared
+  ExpectDigits("s", st.StdError, 0.3048540735619657, report);
+  ExpectDigits("R2", st.R2, 0.99547900457729555, report);
+  std::printf("[ digits ] %s\n", report.c_str());
+}
+
+// ---------------------------------------------------------------- one-way ANOVA
+
+class NistAnova : public testing::TestWithParam<const char*> {};
+
+TEST_P(NistAnova, CertifiedSumsOfSquaresMeanSquaresAndF) {
+  const TNistFile f = LoadNist(std::string(GetParam()) + ".dat");
+  ASSERT_FALSE(f.data.empty());
+  const int n = static_cast<int>(f.data.size());
+  TVec x(n);
+  TVecInt g(n);
+  int k = 0;
+  for (int i = 0; i < n; ++i) {
+    g[i] = static_cast<int>(f.data[static_cast<std::size_t>(i)][0]) - 1;
+    x[i] = f.data[static_cast<std::size_t>(i)][1];
+    k = std::max(k, g[i] + 1);
+  }
+  // Every file is balanced, so the matrix form (one column per group) applies as well.
+  const int r = n / k;
+  TMtx m(r, k);
+  std::vector<int> filled(static_cast<std::size_t>(k), 0);
+  for (int i = 0; i < n; ++i) m(filled[static_cast<std::size_t>(g[i])]++, g[i]) = x[i];
+
+  const std::vector<double> between = f.NumbersAfter("Between"), within = f.NumbersAfter("Within");
+  ASSERT_EQ(between.size(), 4u);
+  ASSERT_EQ(within.size(), 3u);
+  double p1, p2;
+  const TANOVA1Result forms[2] = {ANOVA1(x, g, p1), ANOVA1(m, p2)};
+  const char* names[2] = {"indexed", "columns"};
+  for (int form = 0; form < 2; ++form) {
+    const TANOVA1Result& a = forms[form];
+    std::string report = std::string(GetParam()) + " " + names[form] + ":";
+    EXPECT_EQ(a.Deg1, between[0]);
+    EXPECT_EQ(a.Deg2, within[0]);
+    ExpectDigits("SSB", a.SS1, between[1], report);
+    ExpectDigits("MSB", a.MS1, between[2], report);
+    ExpectDigits("F", a.FDist, between[3], report);
+    ExpectDigits("SSW", a.SS2, within[1], report);
+    ExpectDigits("MSW", a.MS2, within[2], report);
+    ExpectDigits("R2", a.SS1 / a.SSTotal, f.NumbersAfter("Certified R-Squared").at(0), report);
+    ExpectDigits("s", std::sqrt(a.MS2), CertifiedAfter(f, "Standard Deviation"), report);
+    std::printf("[ digits ] %s\n", report.c_str());
+  }
+  EXPECT_CLOSE(p1, p2, 1e-9);
+}
+
+INSTANTIATE_TEST_SUITE_P(StRD, NistAnova, testing::Values("SiRstv", "SmLs01", "SmLs02", "SmLs03", "AtmWtAg"),
+                         [](const auto& pinfo) { return std::string(pinfo.param); });
+
+}  // namespace
