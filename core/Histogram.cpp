@@ -2,24 +2,39 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
 
 namespace Kalix {
 
 namespace {
 
-// Index of x's bin, or -1 when x is not counted. The range test comes first so that NaNs,
-// values outside [Min, Max] and degenerate limits (an infinite range gives 0 * Inf) never
-// reach the integer conversion.
+// The data are taken in chunks: a vectorisable pass turns a chunk into bin indexes (-1 for a
+// value that is not counted), and a scalar pass does the increments. Splitting the two keeps
+// the compare-and-convert work out of the loop that waits on memory.
+constexpr std::size_t kChunk = 256;
+
+// Largest T not above nb - 1: the clamp that keeps every converted index inside the counts
+// (in single precision nb - 1 itself may round upwards).
 template <class T>
-inline int BinOf(T x, T Min, T Max, T InvWidth, T nbT, int nb) {
-  if (!(x >= Min && x <= Max)) return -1;
-  const T t = (x - Min) * InvWidth;
-  if (!(t >= T(0))) return -1;
-  // x == Max lands on index nb; rounding of InvWidth can do the same just below Max, and in
-  // single precision nbT itself may round above nb.
-  const int i = t < nbT ? static_cast<int>(t) : nb - 1;
-  return i < nb ? i : nb - 1;
+T TopIndex(std::size_t nb) {
+  const double top = static_cast<double>(nb - 1);
+  T t = static_cast<T>(top);
+  while (static_cast<double>(t) > top) t = std::nextafter(t, T(0));
+  return t;
+}
+
+template <class T>
+void ChunkIndexes(const T* x, std::size_t n, T Min, T Max, T InvWidth, T Top, std::int32_t* idx) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const T v = x[i];
+    const T t = (v - Min) * InvWidth;
+    // NaNs, values outside [Min, Max] and degenerate limits (0 * Inf, a negative width) fail
+    // here; x == Max, or rounding just below it, lands on nb and is clamped to the last bin.
+    const bool counted = (v >= Min) & (v <= Max) & (t >= T(0));
+    const T clamped = t < Top ? t : Top;
+    idx[i] = static_cast<std::int32_t>(counted ? clamped : T(-1));
+  }
 }
 
 // Data with many equal neighbours (a peaked distribution, a constant run) make every
@@ -33,33 +48,31 @@ template <class T>
 void CountKernel(std::span<const T> Data, std::span<std::int32_t> Counts, T Min, T Max, T InvWidth) {
   const std::size_t nb = Counts.size();
   if (nb == 0 || Data.empty()) return;
-  const int nbi = static_cast<int>(std::min<std::size_t>(nb, 0x7fffffff));
-  const T nbT = static_cast<T>(nbi);
-  const T* x = Data.data();
-  const std::size_t n = Data.size();
+  const T top = TopIndex<T>(nb);
   std::int32_t* c = Counts.data();
+  alignas(64) std::int32_t idx[kChunk];
+  const bool split = nb <= kLocalBins && Data.size() >= kLanes * nb * 4;
+  std::array<std::array<std::int32_t, kLocalBins>, kLanes> local;
+  if (split)
+    for (auto& l : local) std::fill(l.begin(), l.begin() + static_cast<std::ptrdiff_t>(nb), 0);
 
-  if (nb > kLocalBins || n < kLanes * nb * 4) {
-    for (std::size_t i = 0; i < n; ++i) {
-      const int b = BinOf(x[i], Min, Max, InvWidth, nbT, nbi);
-      if (b >= 0) ++c[b];
+  for (std::size_t s = 0; s < Data.size(); s += kChunk) {
+    const std::size_t m = std::min(kChunk, Data.size() - s);
+    ChunkIndexes(Data.data() + s, m, Min, Max, InvWidth, top, idx);
+    if (split) {
+      std::size_t i = 0;
+      for (; i + kLanes <= m; i += kLanes)
+        for (std::size_t l = 0; l < kLanes; ++l)
+          if (idx[i + l] >= 0) ++local[l][static_cast<std::size_t>(idx[i + l])];
+      for (; i < m; ++i)
+        if (idx[i] >= 0) ++local[0][static_cast<std::size_t>(idx[i])];
+    } else {
+      for (std::size_t i = 0; i < m; ++i)
+        if (idx[i] >= 0) ++c[idx[i]];
     }
-    return;
   }
-
-  std::array<std::array<std::int32_t, kLocalBins>, kLanes> local{};
-  std::size_t i = 0;
-  for (; i + kLanes <= n; i += kLanes) {
-    for (std::size_t l = 0; l < kLanes; ++l) {
-      const int b = BinOf(x[i + l], Min, Max, InvWidth, nbT, nbi);
-      if (b >= 0) ++local[l][static_cast<std::size_t>(b)];
-    }
-  }
-  for (; i < n; ++i) {
-    const int b = BinOf(x[i], Min, Max, InvWidth, nbT, nbi);
-    if (b >= 0) ++local[0][static_cast<std::size_t>(b)];
-  }
-  for (std::size_t b = 0; b < nb; ++b) c[b] += (local[0][b] + local[1][b]) + (local[2][b] + local[3][b]);
+  if (split)
+    for (std::size_t b = 0; b < nb; ++b) c[b] += (local[0][b] + local[1][b]) + (local[2][b] + local[3][b]);
 }
 
 }  // namespace
