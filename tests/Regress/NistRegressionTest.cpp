@@ -1,7 +1,8 @@
 // Accuracy on certified data: NIST StRD linear regression and one-way ANOVA files, and the
 // Longley data. Each test prints the digits reached (log relative error) and requires 9.
 #include <cstdio>
-#include <regex>
+#include <cstdlib>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,15 +17,21 @@ constexpr double kMinDigits = 9.0;
 
 // The last number on the first line that contains label and has a number after it.
 double CertifiedAfter(const TNistFile& f, const std::string& label) {
-  static const std::regex number(R"([-+]?(\d+\.?\d*|\.\d+)([eE][-+]?\d+)?)");
   for (const std::string& l : f.lines) {
     const auto at = l.find(label);
     if (at == std::string::npos) continue;
-    const std::string rest = l.substr(at + label.size());
-    std::string last;
-    for (auto it = std::sregex_iterator(rest.begin(), rest.end(), number); it != std::sregex_iterator(); ++it)
-      last = it->str();
-    if (!last.empty()) return std::stod(last);
+    std::istringstream rest(l.substr(at + label.size()));
+    bool found = false;
+    double last = 0.0;
+    for (std::string token; rest >> token;) {
+      char* end = nullptr;
+      const double v = std::strtod(token.c_str(), &end);
+      if (end != token.c_str() && *end == '\0') {
+        last = v;
+        found = true;
+      }
+    }
+    if (found) return last;
   }
   ADD_FAILURE() << "no certified value after " << label;
   return 0.0;
