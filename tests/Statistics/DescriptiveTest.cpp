@@ -87,9 +87,6 @@ TEST(MeanG, SpecialValuesBehaveAsTheLogarithm) {
   f[3] = 1e-42;
   EXPECT_CLOSE(NaiveMeanG(f), Statistics::MeanG(Vec(f, mvSingle)), 1e-5);
   EXPECT_EQ(0.0, Statistics::MeanG(Vec({1.0, 0.0}, mvSingle)));
-}
-
-TEST(MeanH, ZeroAndEmpty) {
   EXPECT_EQ(0.0, Statistics::MeanH(Vec({1.0, 0.0, 2.0})));
   EXPECT_TRUE(std::isnan(Statistics::MeanH(TVec())));
 }
@@ -106,16 +103,6 @@ TEST_P(DescriptivePrecision, TrimmedMeanBounds) {
   EXPECT_TRUE(std::isnan(Statistics::MeanT(x, kNaN)));
 }
 
-TEST(MeanT, PercentBoundAndMessages) {
-  const TVec x = Vec({1, 2, 3});
-  EXPECT_RAISES(Statistics::MeanT(x, 1.0), "MeanT(Percent >= 100) or (Percent < 0)");
-  EXPECT_RAISES(Statistics::MeanT(x, -1e-9), "MeanT(Percent >= 100) or (Percent < 0)");
-  EXPECT_RAISES(Statistics::MeanT(ComplexVec(), 5.0), "MeanTData.Complex = true");
-  EXPECT_RAISES(Statistics::MeanG(ComplexVec()), "MeanG: Data.Complex = true");
-  EXPECT_RAISES(Statistics::MeanH(ComplexVec(Kalix::mvSingleComplex)), "MeanH: Data.Complex = true");
-  EXPECT_RAISES(Statistics::MeanT(TVec(), 0.1), "Values: index out of range");
-}
-
 // ---------------------------------------------------------------- mode and moments
 
 TEST_P(DescriptivePrecision, ModeTiesAndRanges) {
@@ -130,15 +117,6 @@ TEST_P(DescriptivePrecision, ModeTiesAndRanges) {
   EXPECT_TRUE(std::isnan(Statistics::Mode(x, 3, 0)));
 }
 
-TEST(Mode, RangeBeyondDataAndComplex) {
-  const TVec x = Vec({1, 1, 2});
-  EXPECT_RAISES(Statistics::Mode(x, 2, 2), "Copy: index out of range");
-  EXPECT_RAISES(Statistics::Mode(x, -1, 2), "Copy: index out of range");
-  EXPECT_RAISES(Statistics::Mode(x, 0, -1), "Copy: index out of range");
-  EXPECT_RAISES(Statistics::Mode(ComplexVec()), "Mode: Complex = true");
-  EXPECT_RAISES(Statistics::Mode(ComplexVec(), 0, 1), "Mode: Complex = true");
-}
-
 TEST_P(DescriptivePrecision, MomentOrders) {
   const TVec x = Vec(kX, p());
   // R: mean((x - mean(x))^3)
@@ -150,7 +128,6 @@ TEST_P(DescriptivePrecision, MomentOrders) {
   EXPECT_EQ(0.0, Statistics::Moment(x, 100.0, 0));
   EXPECT_EQ(0.0, Statistics::Moment(x, 100.0, -3));
   EXPECT_TRUE(std::isnan(Statistics::Moment(TVec(0, p()), 0.0, 2)));
-  EXPECT_RAISES(Statistics::Moment(ComplexVec(), 0.0, 1), "Moment : X.Complex = true");
 }
 
 // ---------------------------------------------------------------- covariance and correlation
@@ -170,12 +147,6 @@ TEST_P(DescriptivePrecision, VarianceDivisors) {
   EXPECT_EQ(0.0, v);
   Statistics::Covariance(TVec(0, p()), v, true);
   EXPECT_TRUE(std::isnan(v));
-}
-
-TEST(Covariance, VarianceClearsResultBeforeRaising) {
-  double v = 5.0;
-  EXPECT_RAISES(Statistics::Covariance(ComplexVec(), v, false), "Covariance: X.Complex");
-  EXPECT_EQ(0.0, v);
 }
 
 // The numbers after the "Data: Y" line of a NIST univariate file.
@@ -207,13 +178,6 @@ TEST(Covariance, CertifiedLargeOffsetKeepsDigits) {
   TMtx c;
   Statistics::Covariance(m, c, false);
   ExpectAllClose({1, 2, 2, 4}, c, 1e-15);
-  // NIST NumAcc2: 1001 values near 1.2, certified standard deviation 0.1.
-  const std::vector<double> y = NistUnivariate("NumAcc2.dat");
-  ASSERT_EQ(1001u, y.size());
-  TMtx two(1001, 2);
-  for (int r = 0; r < 1001; ++r) two(r, 0) = two(r, 1) = y[static_cast<std::size_t>(r)];
-  Statistics::Covariance(two, c, false);
-  for (int i = 0; i < 4; ++i) EXPECT_GE(LRE(c.Values(i), 0.01), 13.0) << i;
 }
 
 TEST_P(DescriptivePrecision, TwoVariableCovarianceAndCorrelation) {
@@ -235,8 +199,8 @@ TEST_P(DescriptivePrecision, TwoVariableCovarianceAndCorrelation) {
   // One-column matrices are variables too.
   TMtx mx(6, 1, p()), my(6, 1, p());
   for (int i = 0; i < 6; ++i) {
-    mx(i, 0) = kX[static_cast<std::size_t>(i)];
-    my(i, 0) = kY[static_cast<std::size_t>(i)];
+    mx.Values(i) = x[i];
+    my.Values(i) = y[i];
   }
   Statistics::Covariance(mx, my, c, false);
   EXPECT_CLOSE(5.2260000000000009, c(1, 0), tol());
@@ -262,22 +226,6 @@ TEST(CorrCoef, TStatisticIsDeliberatelyUnnormalised) {
   EXPECT_CLOSE(1.8739496513329525, t, 1e-12);
 }
 
-TEST(Covariance, TwoVariableCheckOrder) {
-  TMtx c;
-  const TVec x = Vec({1, 2, 3});
-  EXPECT_RAISES(Statistics::Covariance(ComplexVec(), x, c), "Covariance: X.Length <> Y.Length");
-  EXPECT_RAISES(Statistics::Covariance(x, TMtx(2, 2), c), "Covariance: X.Length <> Y.Length");
-  TVec z(3, Kalix::mvDoubleComplex);
-  EXPECT_RAISES(Statistics::Covariance(z, TMtx(3, 1), c), "Covariance: X.Complex or Y.Complex");
-  EXPECT_RAISES(Statistics::Covariance(x, z, c), "Covariance: X.Complex or Y.Complex");
-  EXPECT_RAISES(Statistics::Covariance(x, TMtx(3, 1), c), "Covariance: X.KalixType <> Y.KalixType");
-  EXPECT_RAISES(Statistics::CorrCoef(x, TMtx(3, 1), c), "Covariance: X.KalixType <> Y.KalixType");
-  // Matrices that are not single columns do not form an n x 2 matrix of variables.
-  EXPECT_RAISES(Statistics::Covariance(TMtx(2, 3), TMtx(2, 3), c), "SetCol: Src does not match the column");
-  EXPECT_RAISES(Statistics::Covariance(ComplexMtx(), c), "Covariance: X.Complex");
-  EXPECT_RAISES(Statistics::CorrCoef(ComplexMtx(), c), "Covariance: X.Complex");
-}
-
 TEST_P(DescriptivePrecision, MatrixCovarianceAndCorrelation) {
   TMtx c;
   Statistics::Covariance(SampleMatrix(p()), c, false);
@@ -296,16 +244,8 @@ TEST_P(DescriptivePrecision, MatrixCovarianceAndCorrelation) {
                  c, p() == mvSingle ? 1e-4 : 1e-12);
 }
 
-TEST(Covariance, MatrixShiftInvarianceAndDegenerateColumns) {
-  // Adding 1e8 to every column changes nothing beyond the rounding of the shifted inputs
-  // (about 1e-8 each): the data are centred before the product, where a one-pass sum of
-  // squares would lose every digit.
-  TMtx m = SampleMatrix(), shifted = SampleMatrix();
-  Kalix::Add(shifted, 1e8);
-  TMtx c, cs;
-  Statistics::Covariance(m, c, true);
-  Statistics::Covariance(shifted, cs, true);
-  for (int i = 0; i < 9; ++i) EXPECT_NEAR(c.Values(i), cs.Values(i), 1e-8) << i;
+TEST(Covariance, DegenerateColumns) {
+  TMtx c;
   // A constant column has zero variance and undefined correlations; a NaN spreads to its row
   // and column only.
   TMtx k = Mtx({{1, 5, 2}, {2, 5, 4}, {3, 5, 7}});
@@ -326,6 +266,36 @@ TEST(Covariance, MatrixShiftInvarianceAndDegenerateColumns) {
   EXPECT_TRUE(std::isnan(c(0, 1)));
 }
 
+// Every message of the topic, and the order of checks where one input breaks two.
+TEST(Descriptive, MessagesAndCheckOrder) {
+  const TVec x = Vec({1, 2, 3});
+  TVec z(3, Kalix::mvDoubleComplex);
+  TMtx c;
+  EXPECT_RAISES(Statistics::MeanG(ComplexVec()), "MeanG: Data.Complex = true");
+  EXPECT_RAISES(Statistics::MeanH(ComplexVec(Kalix::mvSingleComplex)), "MeanH: Data.Complex = true");
+  EXPECT_RAISES(Statistics::MeanT(ComplexVec(), 5.0), "MeanTData.Complex = true");
+  // Deliberate: the bound is 1 although the text says 100.
+  EXPECT_RAISES(Statistics::MeanT(x, 1.0), "MeanT(Percent >= 100) or (Percent < 0)");
+  EXPECT_RAISES(Statistics::MeanT(x, -1e-9), "MeanT(Percent >= 100) or (Percent < 0)");
+  EXPECT_RAISES(Statistics::MeanT(TVec(), 0.1), "Values: index out of range");  // the percentile rule's
+  EXPECT_RAISES(Statistics::Mode(ComplexVec()), "Mode: Complex = true");
+  EXPECT_RAISES(Statistics::Mode(ComplexVec(), 0, 1), "Mode: Complex = true");
+  EXPECT_RAISES(Statistics::Mode(x, 2, 2), "Copy: index out of range");
+  EXPECT_RAISES(Statistics::Mode(x, -1, 2), "Copy: index out of range");
+  EXPECT_RAISES(Statistics::Moment(ComplexVec(), 0.0, 1), "Moment : X.Complex = true");
+  double v = 5.0;
+  EXPECT_RAISES(Statistics::Covariance(ComplexVec(), v, false), "Covariance: X.Complex");
+  EXPECT_EQ(0.0, v);  // cleared before the check
+  EXPECT_RAISES(Statistics::Covariance(ComplexVec(), x, c), "Covariance: X.Length <> Y.Length");
+  EXPECT_RAISES(Statistics::Covariance(z, TMtx(3, 1), c), "Covariance: X.Complex or Y.Complex");
+  EXPECT_RAISES(Statistics::Covariance(x, TMtx(3, 1), c), "Covariance: X.KalixType <> Y.KalixType");
+  EXPECT_RAISES(Statistics::CorrCoef(x, TMtx(3, 1), c), "Covariance: X.KalixType <> Y.KalixType");
+  // Matrices that are not single columns do not make an n x 2 matrix of variables.
+  EXPECT_RAISES(Statistics::Covariance(TMtx(2, 3), TMtx(2, 3), c), "SetCol: Src does not match the column");
+  EXPECT_RAISES(Statistics::Covariance(ComplexMtx(), c), "Covariance: X.Complex");
+  EXPECT_RAISES(Statistics::CorrCoef(ComplexMtx(), c), "Covariance: X.Complex");
+}
+
 // ---------------------------------------------------------------- ranges
 
 TEST_P(DescriptivePrecision, RowAndColumnRanges) {
@@ -339,14 +309,11 @@ TEST_P(DescriptivePrecision, RowAndColumnRanges) {
   TMtx n = m;
   n(1, 1) = kNaN;
   Statistics::RangeRows(n, r);
-  EXPECT_TRUE(std::isnan(r[1]));
-  EXPECT_EQ(5.0, r[0]);
+  ExpectAllClose({5, kNaN, 8, 5}, r, 0);
   Statistics::RangeCols(n, r);
-  EXPECT_TRUE(std::isnan(r[1]));
-  EXPECT_EQ(5.0, r[2]);
+  ExpectAllClose({5, kNaN, 5}, r, 0);
   Statistics::RangeCols(TMtx(0, 2, p()), r);
-  ASSERT_EQ(2, r.Length());
-  EXPECT_TRUE(std::isnan(r[0]));
+  ExpectAllClose({kNaN, kNaN}, r, 0);
 }
 
 TEST(RangeRows, ComplexDifferenceOfLargestAndSmallestMagnitude) {
@@ -355,17 +322,16 @@ TEST(RangeRows, ComplexDifferenceOfLargestAndSmallestMagnitude) {
     // Row 0: |3+4i| = 5 largest, |1| smallest; row 1: |-6| largest, |0.5i| smallest.
     const TCplx v[] = {{1, 0}, {3, 4}, {2, 2}, {0, 0.5}, {-6, 0}, {1, 1}};
     for (int i = 0; i < 6; ++i) m.SetCValue(i, v[i]);
-    TVec r;
+    TVec r, c;
     Statistics::RangeRows(m, r);
-    ASSERT_EQ(2, r.Length());
+    Statistics::RangeCols(m, c);
     EXPECT_EQ(p, r.FloatPrecision());
+    ASSERT_EQ(2, r.Length());
+    ASSERT_EQ(3, c.Length());
     EXPECT_EQ(TCplx(2, 4), r.CValues(0));
     EXPECT_EQ(TCplx(-6, -0.5), r.CValues(1));
-    Statistics::RangeCols(m, r);
-    ASSERT_EQ(3, r.Length());
-    EXPECT_EQ(TCplx(1, -0.5), r.CValues(0));
-    EXPECT_EQ(TCplx(-9, -4), r.CValues(1));
-    EXPECT_EQ(TCplx(1, 1), r.CValues(2));
+    EXPECT_EQ(TCplx(1, -0.5), c.CValues(0));
+    EXPECT_EQ(TCplx(-9, -4), c.CValues(1));
   }
 }
 
@@ -379,6 +345,9 @@ TEST(Descriptive, ConcurrentCallsOnDistinctData) {
   for (int i = 0; i < m.Length(); ++i) m.Values(i) = base[static_cast<std::size_t>(i)];
   TMtx c0;
   Statistics::Covariance(m, c0, false);
+  TVecInt h0;
+  TVec bins;
+  Statistics::Histogram(Vec(base), 64, h0, bins);
   std::vector<int> failures(4, 0);
   std::vector<std::thread> pool;
   for (int t = 0; t < 4; ++t)
@@ -390,6 +359,11 @@ TEST(Descriptive, ConcurrentCallsOnDistinctData) {
         Statistics::Covariance(mm, c, false);
         for (int i = 0; i < c.Length(); ++i) failures[static_cast<std::size_t>(t)] += c.Values(i) != c0.Values(i);
         failures[static_cast<std::size_t>(t)] += Statistics::MeanG(x) != g;
+        TVecInt h;
+        TVec b, r;
+        Statistics::Histogram(x, 64, h, b);
+        Statistics::Histogram(x, b, r);  // the centre-given form borrows scratch too
+        failures[static_cast<std::size_t>(t)] += h.ToVector() != h0.ToVector();
         failures[static_cast<std::size_t>(t)] += Kalix::ScratchOutstanding() != 0;
       }
     });
