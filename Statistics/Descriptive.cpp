@@ -148,35 +148,50 @@ void ScaleCovariance(TMtx& Result, std::size_t n, bool Biased) {
   for (T& v : r) v /= div;
 }
 
-// Centred copy of X, Result = C^T C, with the corrected two-pass term: the columns of C sum to
-// zero only up to the rounding of the means, and subtracting s_i s_j / n repairs that.
+// Rows per block of the centred copy: the block (about 512 KB) stays in cache between
+// centring and its product, and the data are read from memory once. At least 256 rows, so
+// adding each block's Cols x Cols product stays a small part of the work for wide matrices.
+template <class T>
+std::size_t CovarianceBlockRows(std::size_t cols) {
+  return std::max<std::size_t>(256, (512 * 1024) / (sizeof(T) * std::max<std::size_t>(cols, 1)));
+}
+
+// Result = C^T C of the centred data C, summed block by block, with the corrected two-pass
+// term: the columns of C sum to zero only up to the rounding of the means, and subtracting
+// s_i s_j / n repairs that.
 template <class T>
 void MatrixCovariance(const TMtx& X, TMtx& Result, bool Biased) {
   const std::size_t rows = static_cast<std::size_t>(X.Rows()), cols = static_cast<std::size_t>(X.Cols());
+  const std::size_t block = std::min(rows, CovarianceBlockRows<T>(cols));
   TVecScratch means, colSums;
+  TMtxScratch centred, part, total;
   MeanCols(X, *means);
   colSums->Size(X.Cols(), PrecisionOf<T>());
-  TMtxScratch centred;
-  centred->Size(X.Rows(), X.Cols(), PrecisionOf<T>());
+  total->Size(X.Cols(), X.Cols(), PrecisionOf<T>());  // Result may be X: written last
   const auto m = std::as_const(*means).Span<T>();
   auto s = colSums->Span<T>();
+  auto acc = total->Span<T>();
   const auto x = X.Span<T>();
-  auto c = centred->Span<T>();
-  for (std::size_t r = 0; r < rows; ++r) {
-    const T* xr = x.data() + r * cols;
-    T* cr = c.data() + r * cols;
-    for (std::size_t j = 0; j < cols; ++j) {
-      cr[j] = xr[j] - m[j];
-      s[j] += cr[j];
-    }
+  for (std::size_t r0 = 0; r0 < rows; r0 += block) {
+    const std::size_t nr = std::min(block, rows - r0);
+    centred->Size(static_cast<int>(nr), X.Cols(), PrecisionOf<T>());
+    auto c = centred->Span<T>();
+    const T* xr = x.data() + r0 * cols;
+    for (std::size_t i = 0; i < nr * cols; i += cols)
+      for (std::size_t j = 0; j < cols; ++j) {
+        c[i + j] = xr[i + j] - m[j];
+        s[j] += c[i + j];
+      }
+    Mul(*part, *centred, *centred, opTrans);
+    const auto pp = std::as_const(*part).Span<T>();
+    for (std::size_t k = 0; k < acc.size(); ++k) acc[k] += pp[k];
   }
-  Mul(Result, *centred, *centred, opTrans);
   if (rows > 0) {
-    auto res = Result.Span<T>();
     const T dn = static_cast<T>(rows);
     for (std::size_t i = 0; i < cols; ++i)
-      for (std::size_t j = 0; j < cols; ++j) res[i * cols + j] -= s[i] * s[j] / dn;
+      for (std::size_t j = 0; j < cols; ++j) acc[i * cols + j] -= s[i] * s[j] / dn;
   }
+  Result.Copy(*total);
   ScaleCovariance<T>(Result, rows, Biased);
 }
 
