@@ -3,3 +3,5 @@
 
 #include "core/KalixCore.h"          // IWYU pragma: export
 #include "Statistics/Statistics.h"   // IWYU pragma: export
+#include "Regress/Regress.h"         // IWYU pragma: export
+#include "RegModels/RegModels.h"     // IWYU pragma: export
