@@ -137,78 +137,95 @@ TANOVA1Result Anova1Columns(const TMtx& Data, double& p, double Alpha) {
 
 // ---------------------------------------------------------------- ANOVA1, indexed groups
 
-// Group sums of (x - K) and counts. Interleaved sets of accumulators (group j, lane l at
-// j*Lanes + l) keep runs of one group from waiting on their own previous store; each block
-// of data is summed apart and then added to the totals, so long groups keep their digits.
-// Every index has been checked to lie in 0 .. k-1.
-template <class T, std::size_t Lanes>
-void GroupSums(const T* x, const std::int32_t* g, std::size_t n, T K, std::size_t k, T* sums, std::int32_t* counts,
-               T* laneSum, std::int32_t* laneCount) {
-  const std::size_t blockLen = std::max<std::size_t>(16384, 16 * k);
-  std::fill(sums, sums + k, T(0));
-  std::fill(counts, counts + k, 0);
-  for (std::size_t i0 = 0; i0 < n; i0 += blockLen) {
-    const std::size_t i1 = std::min(n, i0 + blockLen);
-    std::fill(laneSum, laneSum + k * Lanes, T(0));
-    std::fill(laneCount, laneCount + k * Lanes, 0);
-    std::size_t i = i0;
-    for (; i + Lanes <= i1; i += Lanes)
-      for (std::size_t l = 0; l < Lanes; ++l) {
-        const std::size_t j = static_cast<std::size_t>(g[i + l]) * Lanes + l;
-        laneSum[j] += x[i + l] - K;
-        ++laneCount[j];
-      }
-    for (; i < i1; ++i) {
-      const std::size_t j = static_cast<std::size_t>(g[i]) * Lanes;
-      laneSum[j] += x[i] - K;
-      ++laneCount[j];
+constexpr std::size_t kLanes = 4;
+
+// The group accumulators, grown (geometrically, contents kept, new entries zero) to hold group
+// number Needed; a negative number is refused before anything is written.
+template <class T>
+std::size_t GrowGroups(std::int32_t Needed, std::size_t Cap, TVec& Sums, TVecInt& Counts, TVec& LaneSums,
+                       TVecInt& LaneCounts) {
+  if (Needed < 0) ERaise("ANOVA1: GroupIndex < 0");
+  constexpr std::size_t kMaxGroups = static_cast<std::size_t>(std::numeric_limits<int>::max()) / kLanes;
+  const std::size_t need = static_cast<std::size_t>(Needed) + 1;
+  if (need > kMaxGroups) ERaise("ANOVA1: GroupIndex too large");
+  const std::size_t cap = std::min(std::max(need, 2 * Cap), kMaxGroups);
+  Sums.Resize(static_cast<int>(cap));
+  Counts.Resize(static_cast<int>(cap));
+  LaneSums.Resize(static_cast<int>(cap * kLanes));
+  LaneCounts.Resize(static_cast<int>(cap * kLanes));
+  return cap;
+}
+
+// Group sums of (x - K) and counts in one pass; returns k, one more than the largest group
+// number present. The only per-element branch is the bound check of the group number, which
+// grows the accumulators (or refuses a negative number) before anything is written out of
+// range. Interleaved sets of accumulators (group j, lane l at j*4 + l) keep runs of one
+// group from waiting on their own previous store; each block of data is summed apart and
+// then added to the totals, so long groups keep their digits.
+template <class T>
+std::size_t GroupSums(std::span<const T> x, std::span<const std::int32_t> g, T K, TVec& Sums, TVecInt& Counts,
+                      TVec& LaneSums, TVecInt& LaneCounts) {
+  Sums.Size(0, PrecisionOf<T>());
+  Counts.Size(0, prInt32);
+  LaneSums.Size(0, PrecisionOf<T>());
+  LaneCounts.Size(0, prInt32);
+  std::size_t cap = 0;
+  T* ls = nullptr;
+  std::int32_t* lc = nullptr;
+  auto check = [&](std::int32_t gi) {
+    if (static_cast<std::size_t>(static_cast<std::uint32_t>(gi)) >= cap) {
+      cap = GrowGroups<T>(gi, cap, Sums, Counts, LaneSums, LaneCounts);
+      ls = LaneSums.Span<T>().data();
+      lc = LaneCounts.Span<std::int32_t>().data();
     }
-    for (std::size_t j = 0; j < k; ++j) {
-      T s = T(0);
-      for (std::size_t l = 0; l < Lanes; ++l) {
-        s += laneSum[j * Lanes + l];
-        counts[j] += laneCount[j * Lanes + l];  // a count never exceeds Data.Length
+  };
+  const std::size_t n = x.size();
+  for (std::size_t i = 0; i < n;) {
+    const std::size_t i1 = std::min(n, i + std::max<std::size_t>(16384, 16 * cap));
+    std::fill(ls, ls + cap * kLanes, T(0));
+    std::fill(lc, lc + cap * kLanes, 0);
+    for (; i + kLanes <= i1; i += kLanes) {
+      const auto u = [&](std::size_t l) { return static_cast<std::size_t>(static_cast<std::uint32_t>(g[i + l])); };
+      if ((u(0) >= cap) | (u(1) >= cap) | (u(2) >= cap) | (u(3) >= cap)) [[unlikely]]
+        for (std::size_t l = 0; l < kLanes; ++l) check(g[i + l]);
+      for (std::size_t l = 0; l < kLanes; ++l) {
+        const std::size_t j = u(l) * kLanes + l;
+        ls[j] += x[i + l] - K;
+        ++lc[j];
       }
-      sums[j] += s;
+    }
+    for (; i < i1; ++i) {
+      check(g[i]);
+      const std::size_t j = static_cast<std::size_t>(g[i]) * kLanes;
+      ls[j] += x[i] - K;
+      ++lc[j];
+    }
+    T* s = Sums.Span<T>().data();
+    std::int32_t* c = Counts.Span<std::int32_t>().data();
+    for (std::size_t j = 0; j < cap; ++j) {
+      const T* sl = ls + j * kLanes;
+      const std::int32_t* cl = lc + j * kLanes;
+      s[j] += (sl[0] + sl[1]) + (sl[2] + sl[3]);
+      c[j] += (cl[0] + cl[1]) + (cl[2] + cl[3]);  // a count never exceeds Data.Length
     }
   }
+  auto c = Counts.Span<std::int32_t>();
+  std::size_t k = cap;
+  while (k > 0 && c[k - 1] == 0) --k;
+  return k;
 }
 
 template <class T>
 TANOVA1Result Anova1Indexed(const TVec& Data, const TVecInt& GroupIndex, double& p, double Alpha) {
   auto x = Data.Span<T>();
-  auto gi = GroupIndex.Span<std::int32_t>();
   const std::size_t n = x.size();
-  std::int32_t lo = 0, hi = -1;
-  if (n > 0) {
-    lo = hi = gi[0];
-    for (std::int32_t v : gi) {
-      lo = std::min(lo, v);
-      hi = std::max(hi, v);
-    }
-  }
-  if (lo < 0) ERaise("ANOVA1: GroupIndex < 0");
-  const std::size_t k = static_cast<std::size_t>(static_cast<std::int64_t>(hi) + 1);
-  // Lanes pay off for a few groups; many groups spread the stores by themselves.
-  const bool fewGroups = k <= 65536;
-  const std::size_t lanes = fewGroups ? 4 : 1;
-  if (k * lanes > static_cast<std::size_t>(std::numeric_limits<int>::max())) ERaise("ANOVA1: GroupIndex too large");
   const T K = n ? x[0] : T(0);
-
   TVecScratch sums, laneSums;
   TVecIntScratch counts, laneCounts;
-  sums->Size(static_cast<int>(k), PrecisionOf<T>());
-  counts->Size(static_cast<int>(k), prInt32);
-  laneSums->Size(static_cast<int>(k * lanes), PrecisionOf<T>());
-  laneCounts->Size(static_cast<int>(k * lanes), prInt32);
+  const std::size_t k =
+      GroupSums<T>(x, GroupIndex.Span<std::int32_t>(), K, *sums, *counts, *laneSums, *laneCounts);
   auto s = sums->Span<T>();
   auto cnt = counts->Span<std::int32_t>();
-  if (fewGroups)
-    GroupSums<T, 4>(x.data(), gi.data(), n, K, k, s.data(), cnt.data(), laneSums->Span<T>().data(),
-                    laneCounts->Span<std::int32_t>().data());
-  else
-    GroupSums<T, 1>(x.data(), gi.data(), n, K, k, s.data(), cnt.data(), laneSums->Span<T>().data(),
-                    laneCounts->Span<std::int32_t>().data());
 
   const T N = static_cast<T>(n);
   const T g = IndexSum<T>(k, [&](std::size_t j) { return s[j]; }) / N;  // grand mean, less K
@@ -220,7 +237,7 @@ TANOVA1Result Anova1Indexed(const TVec& Data, const TVecInt& GroupIndex, double&
   });
   const T sst = CentredSS<T>(x, K, g);
   const T ssw = sst - ssb;
-  const double M = static_cast<double>(hi);
+  const double M = static_cast<double>(k) - 1.0;  // the largest group number
   TANOVA1Result res;
   OneWayResult(static_cast<double>(ssb), static_cast<double>(ssw), static_cast<double>(sst), M,
                static_cast<double>(n) - M - 1.0, Alpha, p, res);

@@ -109,7 +109,7 @@ KALIX_EXPORT TANOVA1Result ANOVA1(const TMtx& Data, double& p, double Alpha = 0.
 /// present; a number that never occurs gives NaN sums). Raises "ANOVA1: Data.Complex or
 /// GroupIndex.Complex", "ANOVA1: Data.Length <> GroupIndex.Length", "ANOVA1:
 /// GroupIndex.IntPrecision <> prInt32", then "ANOVA1: GroupIndex < 0" for a negative number
-/// (nothing is written out of range) and "ANOVA1: GroupIndex too large" beyond 2^31 - 2.
+/// (nothing is written out of range) and "ANOVA1: GroupIndex too large" beyond 2^29 - 2.
 KALIX_EXPORT TANOVA1Result ANOVA1(const TVec& Data, const TVecInt& GroupIndex, double& p, double Alpha = 0.05);
 /// Two-way ANOVA: Replications consecutive rows per level of the rows factor, one column per
 /// level of the columns factor. p-values go to pRows, pCols, pInter (pInter is 0 without

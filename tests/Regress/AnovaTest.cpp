@@ -75,6 +75,29 @@ TEST(Anova1T, UnbalancedIndexedGroupsMatchRAndAlphaSetsFCrit) {
   EXPECT_CLOSE(2.8067956057324182, r.FCrit, 1e-12);
 }
 
+TEST(Anova1T, ManyShuffledGroupsAgreeWithTheColumnLayout) {
+  // 300 groups of 100 in a scrambled order: the accumulators grow while the data stream in,
+  // and the data span several summation blocks.
+  const int k = 300, r = 100, n = k * r;
+  TMtx m(r, k);
+  TVec x(n);
+  TVecInt g(n);
+  for (int e = 0; e < n; ++e) {
+    const int pos = static_cast<int>((static_cast<long long>(e) * 7919) % n);  // a permutation of 0 .. n-1
+    const int grp = e % k, row = e / k;
+    m(row, grp) = std::sin(0.37 * e) + 0.01 * grp;
+    x[pos] = m(row, grp);
+    g[pos] = grp;
+  }
+  double pm, pi;
+  const TANOVA1Result a = ANOVA1(m, pm), b = ANOVA1(x, g, pi);
+  EXPECT_CLOSE(a.SS1, b.SS1, 1e-12);
+  EXPECT_CLOSE(a.SS2, b.SS2, 1e-12);
+  EXPECT_EQ(b.Deg1, k - 1.0);
+  EXPECT_EQ(b.Deg2, n - k + 0.0);
+  EXPECT_CLOSE(pm, pi, 1e-10);
+}
+
 TEST(Anova1T, FDecisionBranchesAndMissingGroup) {
   double p = -1;
   // Equal group means: SSB = 0 gives F = 0 and p = 1.
@@ -186,7 +209,8 @@ TEST(AnovaMessages, TextsAndOrder) {
   EXPECT_RAISES(ANOVA1(ComplexVec(), TVecInt({0, 1}, Kalix::prInt16), p), "ANOVA1: Data.Complex or GroupIndex.Complex");
   EXPECT_RAISES(ANOVA1(Vec({1, 2, 3}), TVecInt({0, 1}, Kalix::prInt16), p), "ANOVA1: Data.Length <> GroupIndex.Length");
   EXPECT_RAISES(ANOVA1(Vec({1, 2}), TVecInt({0, 1}, Kalix::prInt16), p), "ANOVA1: GroupIndex.IntPrecision <> prInt32");
-  EXPECT_RAISES(ANOVA1(Vec({1, 2, 3}), TVecInt({0, -1, 1}), p), "ANOVA1: GroupIndex < 0");
+  EXPECT_RAISES(ANOVA1(Vec({1, 2, 3, 4, 5, 6}), TVecInt({0, 9, 1, 40, 2, -1}), p), "ANOVA1: GroupIndex < 0");
+  EXPECT_RAISES(ANOVA1(Vec({1, 2}), TVecInt({0, 2147483647}), p), "ANOVA1: GroupIndex too large");
   // Deliberate: the remainder comes first, so Replications = 0 fails as a division by zero.
   EXPECT_RAISES(ANOVA2(ComplexMtx(), pr, pc, pi, 0), "Division by zero");
   EXPECT_EQ(pi, 0.0);  // set before the checks
