@@ -25,8 +25,9 @@ namespace {
 // are multiplied in eight lanes, 64 factors per lane and block, a product below 2^64 that can
 // neither overflow nor underflow. Each block then takes one ln of its renormalised lane
 // products. The rounding is one relative eps per factor, so the mean of the logarithms is
-// as accurate as with an exact ln per element. Blocks holding zeros, subnormals, negative or
-// non-finite values are summed with std::log, which gives -Inf / NaN exactly as ln would.
+// about as accurate as with a correctly rounded ln per element. Blocks holding zeros,
+// subnormals, negative or non-finite values are summed with std::log, which gives -Inf / NaN
+// exactly as ln would.
 
 template <class T>
 struct TFloatLayout;
@@ -109,7 +110,8 @@ TLogSum<T> LogSumBlock(const T* x, std::size_t n) {
     m *= std::frexp(prod[j], &ej);
     e += ej;
   }
-  const std::int64_t unbiased = static_cast<std::int64_t>(expSum) - static_cast<std::int64_t>(L::kBias) * static_cast<std::int64_t>(n);
+  const std::int64_t unbiased =
+      static_cast<std::int64_t>(expSum) - static_cast<std::int64_t>(L::kBias) * static_cast<std::int64_t>(n);
   return {std::log(m), unbiased + e};
 }
 

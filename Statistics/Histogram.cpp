@@ -68,8 +68,7 @@ void WidenEqualLimits(double& Min, double& Max, int NumBins) {
 }
 
 // The equal-width histogram after the argument checks.
-void EqualWidth(const TVec& Data, int NumBins, TVecInt& Results, TVec& Bins, bool BinCenters, double Min,
-                double Max) {
+void EqualWidth(const TVec& Data, int NumBins, TVecInt& Results, TVec& Bins, bool BinCenters, double Min, double Max) {
   if (!BinCenters && NumBins == INT_MAX) ERaise("Histogram: NumBins + 1 edges exceed the largest vector");
   WidenEqualLimits(Min, Max, NumBins);
   const double W = (Max - Min) / NumBins;
@@ -155,8 +154,7 @@ void ToCumulative(TVec& Results) {
 
 // ---------------------------------------------------------------- equal-width bins
 
-void Histogram(const TVec& Data, int NumBins, TVecInt& Results, TVec& Bins, bool BinCenters, double Min,
-               double Max) {
+void Histogram(const TVec& Data, int NumBins, TVecInt& Results, TVec& Bins, bool BinCenters, double Min, double Max) {
   if (Data.Complex()) ERaise("Histogram: Data.Complex = true");
   if (NumBins < 1) ERaise("Histogram: NumBins <= 0");
   EqualWidth(Data, NumBins, Results, Bins, BinCenters, Min, Max);

@@ -19,10 +19,18 @@ namespace {
 template <class F>
 void WithElementType(TMtxFloatPrecision p, F&& f) {
   switch (p) {
-    case mvDouble: f(std::type_identity<double>{}); break;
-    case mvSingle: f(std::type_identity<float>{}); break;
-    case mvDoubleComplex: f(std::type_identity<TCplx>{}); break;
-    default: f(std::type_identity<TSCplx>{}); break;
+    case mvDouble:
+      f(std::type_identity<double>{});
+      break;
+    case mvSingle:
+      f(std::type_identity<float>{});
+      break;
+    case mvDoubleComplex:
+      f(std::type_identity<TCplx>{});
+      break;
+    default:
+      f(std::type_identity<TSCplx>{});
+      break;
   }
 }
 
@@ -124,7 +132,7 @@ void FullFactDesign(const TVec& Levels, TMtx& Dst) {
       const int L = aRound(Levels.Values(j));
       if (L == 0) ERaise("FullFactDesign: a level rounds to 0");
       c /= L;
-      if (L * c == 0) continue;  // fractional levels rounding the product below this column
+      if (L * c == 0) continue;      // fractional levels rounding the product below this column
       const int b = rows / (L * c);  // product of the earlier columns' levels
       for (int a = 0; a < c; ++a)
         for (int v = 0; v < L; ++v) {

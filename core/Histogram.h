@@ -14,7 +14,7 @@ namespace Kalix {
 KALIX_EXPORT void HistogramCount_Idx(std::span<const double> Data, std::span<std::int32_t> Counts, double Min,
                                      double Max, double InvWidth);
 /// The single-precision entry point of HistogramCount_Idx (limits and width in single).
-KALIX_EXPORT void sHistogramCount_Idx(std::span<const float> Data, std::span<std::int32_t> Counts, float Min,
-                                      float Max, float InvWidth);
+KALIX_EXPORT void sHistogramCount_Idx(std::span<const float> Data, std::span<std::int32_t> Counts, float Min, float Max,
+                                      float InvWidth);
 
 }  // namespace Kalix

@@ -72,7 +72,7 @@ TEST(MeanG, SpecialValuesBehaveAsTheLogarithm) {
     w[613] = special;
     return Statistics::MeanG(Vec(w));
   };
-  EXPECT_EQ(0.0, with(0.0));          // ln 0 = -Inf
+  EXPECT_EQ(0.0, with(0.0));  // ln 0 = -Inf
   EXPECT_EQ(0.0, with(-0.0));
   EXPECT_TRUE(std::isnan(with(-1.0)));
   EXPECT_TRUE(std::isnan(with(kNaN)));
@@ -233,10 +233,10 @@ TEST_P(DescriptivePrecision, MatrixCovarianceAndCorrelation) {
   ASSERT_EQ(3, c.Cols());
   EXPECT_EQ(p(), c.FloatPrecision());
   // R: cov(M)
-  ExpectAllClose({0.025000000000000001, 0.007499999999999998, 0.0017499999999999985, 0.007499999999999998,
-                  0.0070000000000000123, 0.0013500000000000025, 0.0017499999999999985, 0.0013500000000000025,
-                  0.00043000000000000075},
-                 c, p() == mvSingle ? 1e-6 : 1e-14);
+  ExpectAllClose(
+      {0.025000000000000001, 0.007499999999999998, 0.0017499999999999985, 0.007499999999999998, 0.0070000000000000123,
+       0.0013500000000000025, 0.0017499999999999985, 0.0013500000000000025, 0.00043000000000000075},
+      c, p() == mvSingle ? 1e-6 : 1e-14);
   Statistics::CorrCoef(SampleMatrix(p()), c);
   // R: cor(M)
   ExpectAllClose({1, 0.56694670951384019, 0.53374499616411542, 0.56694670951384019, 1, 0.77812706390071729,

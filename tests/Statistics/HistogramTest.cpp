@@ -18,7 +18,7 @@ using Kalix::TMtxFloatPrecision;
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 const double kInf = std::numeric_limits<double>::infinity();
 
-const std::vector<double> kData{1,  3,  5,    7,  9,   11, 13, 15, 17, 19, 2,  4,  40, 6,  8,
+const std::vector<double> kData{1,  3,  5,  7,  9,    11,  13, 15,    17, 19,   2,  4,  40, 6,  8,
                                 10, 12, 14, 16, 18.5, 0.5, 21, 22.25, 33, 35.5, 27, 29, 31, 37, 39};
 
 class HistogramPrecision : public testing::TestWithParam<TMtxFloatPrecision> {

@@ -11,7 +11,9 @@ using Kalix::mvDouble;
 using Kalix::mvSingle;
 using Kalix::TMtxFloatPrecision;
 
-std::vector<double> Elements(const Kalix::TDenseKalix& x) { return x.ToVector(); }
+std::vector<double> Elements(const Kalix::TDenseKalix& x) {
+  return x.ToVector();
+}
 
 // ---------------------------------------------------------------- factorial designs
 
