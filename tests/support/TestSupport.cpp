@@ -1,11 +1,12 @@
 #include "TestSupport.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <iomanip>
 #include <limits>
-#include <regex>
 #include <sstream>
 
 namespace KalixTest {
@@ -55,12 +56,36 @@ std::string PrecisionName(const testing::TestParamInfo<Kalix::TMtxFloatPrecision
 
 namespace {
 
+// The numbers in a line of text, in order (a sign belongs to a number only when it starts one).
 std::vector<double> Numbers(const std::string& text) {
-  static const std::regex number(R"([-+]?(\d+\.?\d*|\.\d+)([eE][-+]?\d+)?)");
   std::vector<double> out;
-  for (auto it = std::sregex_iterator(text.begin(), text.end(), number); it != std::sregex_iterator(); ++it)
-    out.push_back(std::stod(it->str()));
+  const char* p = text.c_str();
+  while (*p != '\0') {
+    const bool starts = std::isdigit(static_cast<unsigned char>(*p)) ||
+                        ((*p == '-' || *p == '+' || *p == '.') && std::isdigit(static_cast<unsigned char>(p[1]))) ||
+                        ((*p == '-' || *p == '+') && p[1] == '.' && std::isdigit(static_cast<unsigned char>(p[2])));
+    if (!starts) {
+      ++p;
+      continue;
+    }
+    char* end = nullptr;
+    out.push_back(std::strtod(p, &end));
+    p = end;
+  }
   return out;
+}
+
+bool StartsWith(const std::string& s, std::size_t at, const std::string& prefix) { return s.compare(at, prefix.size(), prefix) == 0; }
+
+// "Data (lines a to b)" in a NIST header: the one-based data line range.
+bool DataRange(const std::string& l, int& first, int& last) {
+  const std::size_t at = l.find("(lines");
+  if (at == std::string::npos || l.find("Data") == std::string::npos || l.find("Data") > at) return false;
+  const std::vector<double> nums = Numbers(l.substr(at));
+  if (nums.size() < 2) return false;
+  first = static_cast<int>(nums[0]);
+  last = static_cast<int>(nums[1]);
+  return true;
 }
 
 }  // namespace
@@ -87,25 +112,23 @@ TNistFile LoadNist(const std::string& name) {
     if (!l.empty() && l.back() == '\r') l.pop_back();
     f.lines.push_back(l);
   }
-  static const std::regex range(R"(Data\s+\(lines\s+(\d+)\s+to\s+(\d+)\))");
   for (const std::string& l : f.lines) {
-    std::smatch m;
-    if (std::regex_search(l, m, range)) {
-      const int first = std::stoi(m[1]), last = std::stoi(m[2]);
+    int first = 0, last = 0;
+    if (DataRange(l, first, last)) {
       for (int i = first; i <= last && i <= static_cast<int>(f.lines.size()); ++i) f.data.push_back(f.NumbersOn(i));
       return f;
     }
   }
   // The univariate files give no line range: their data follow the last "Data: <names>" line.
-  static const std::regex header(R"(^Data:\s*[A-Za-z])");
-  static const std::regex numeric(R"(^[\s0-9eE.+-]+$)");
   std::size_t start = f.lines.size();
-  for (std::size_t i = 0; i < f.lines.size(); ++i)
-    if (std::regex_search(f.lines[i], header)) start = i + 1;
+  for (std::size_t i = 0; i < f.lines.size(); ++i) {
+    const std::string& l = f.lines[i];
+    const std::size_t v = l.find_first_not_of(' ', 5);
+    if (StartsWith(l, 0, "Data:") && v != std::string::npos && std::isalpha(static_cast<unsigned char>(l[v]))) start = i + 1;
+  }
   for (std::size_t i = start; i < f.lines.size(); ++i) {
     const std::string& l = f.lines[i];
-    if (l.find_first_not_of(" \t") == std::string::npos || !std::regex_match(l, numeric) ||
-        l.find_first_of("0123456789") == std::string::npos)
+    if (l.find_first_of("0123456789") == std::string::npos || l.find_first_not_of(" \t0123456789eE.+-") != std::string::npos)
       continue;
     f.data.push_back(Numbers(l));
   }
