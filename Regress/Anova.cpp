@@ -156,32 +156,46 @@ std::size_t GrowGroups(std::int32_t Needed, std::size_t Cap, TVec& Sums, TVecInt
   return cap;
 }
 
-// Group sums of (x - K) and counts in one pass; returns k, one more than the largest group
-// number present. The only per-element branch is the bound check of the group number, which
-// grows the accumulators (or refuses a negative number) before anything is written out of
-// range. Interleaved sets of accumulators (group j, lane l at j*4 + l) keep runs of one
-// group from waiting on their own previous store; each block of data is summed apart and
-// then added to the totals, so long groups keep their digits.
+// Group sums of (x - K), counts and the total sum of squares in one pass over memory; returns
+// k, one more than the largest group number present.
+// - The only per-element branch is the bound check of the group number, which grows the
+//   accumulators (or refuses a negative number) before anything is written out of range.
+// - Interleaved sets of accumulators (group j, lane l at j*4 + l) keep runs of one group from
+//   waiting on their own previous store; each block of data is summed apart and then added to
+//   the totals, so long groups keep their digits.
+// - While a block is still in cache its squared deviations about its own mean are summed
+//   (two-pass within the block); SST is then the sum of these plus the blocks' spread about
+//   the grand mean, so the data are read from memory once and SST still needs no raw squares.
 template <class T>
-std::size_t GroupSums(std::span<const T> x, std::span<const std::int32_t> g, T K, TVec& Sums, TVecInt& Counts,
-                      TVec& LaneSums, TVecInt& LaneCounts) {
+std::size_t OneWaySums(std::span<const T> x, std::span<const std::int32_t> g, T K, TVec& Sums, TVecInt& Counts,
+                       T& SST) {
+  TVecScratch laneSums, blockMeans, blockSS;
+  TVecIntScratch laneCounts, blockLens;
   Sums.Size(0, PrecisionOf<T>());
   Counts.Size(0, prInt32);
-  LaneSums.Size(0, PrecisionOf<T>());
-  LaneCounts.Size(0, prInt32);
-  std::size_t cap = 0;
+  laneSums->Size(0, PrecisionOf<T>());
+  laneCounts->Size(0, prInt32);
+  constexpr std::size_t kBlock = 16384;  // 192 KB of data and group numbers: stays in L2
+  const std::size_t n = x.size(), maxBlocks = n / kBlock + 1;
+  blockMeans->Size(static_cast<int>(maxBlocks), PrecisionOf<T>());
+  blockSS->Size(static_cast<int>(maxBlocks), PrecisionOf<T>());
+  auto bMean = blockMeans->Span<T>();
+  blockLens->Size(static_cast<int>(maxBlocks), prInt32);
+  auto bSS = blockSS->Span<T>();
+  auto bLen = blockLens->Span<std::int32_t>();
+  std::size_t cap = 0, blocks = 0;
   T* ls = nullptr;
   std::int32_t* lc = nullptr;
   auto check = [&](std::int32_t gi) {
     if (static_cast<std::size_t>(static_cast<std::uint32_t>(gi)) >= cap) {
-      cap = GrowGroups<T>(gi, cap, Sums, Counts, LaneSums, LaneCounts);
-      ls = LaneSums.Span<T>().data();
-      lc = LaneCounts.Span<std::int32_t>().data();
+      cap = GrowGroups<T>(gi, cap, Sums, Counts, *laneSums, *laneCounts);
+      ls = laneSums->Span<T>().data();
+      lc = laneCounts->Span<std::int32_t>().data();
     }
   };
-  const std::size_t n = x.size();
   for (std::size_t i = 0; i < n;) {
-    const std::size_t i1 = std::min(n, i + std::max<std::size_t>(16384, 16 * cap));
+    // Many groups make folding the lanes dear: longer blocks then.
+    const std::size_t i0 = i, i1 = std::min(n, i + std::max(kBlock, 16 * cap));
     std::fill(ls, ls + cap * kLanes, T(0));
     std::fill(lc, lc + cap * kLanes, 0);
     for (; i + kLanes <= i1; i += kLanes) {
@@ -202,16 +216,32 @@ std::size_t GroupSums(std::span<const T> x, std::span<const std::int32_t> g, T K
     }
     T* s = Sums.Span<T>().data();
     std::int32_t* c = Counts.Span<std::int32_t>().data();
+    T blockSum = T(0);
     for (std::size_t j = 0; j < cap; ++j) {
       const T* sl = ls + j * kLanes;
       const std::int32_t* cl = lc + j * kLanes;
-      s[j] += (sl[0] + sl[1]) + (sl[2] + sl[3]);
+      const T sj = (sl[0] + sl[1]) + (sl[2] + sl[3]);
+      s[j] += sj;
+      blockSum += sj;
       c[j] += (cl[0] + cl[1]) + (cl[2] + cl[3]);  // a count never exceeds Data.Length
     }
+    const std::size_t len = i1 - i0;
+    bLen[blocks] = static_cast<std::int32_t>(len);
+    bMean[blocks] = blockSum / static_cast<T>(len);
+    bSS[blocks] = CentredSS<T>(x.subspan(i0, len), K, bMean[blocks]);
+    ++blocks;
   }
   auto c = Counts.Span<std::int32_t>();
   std::size_t k = cap;
   while (k > 0 && c[k - 1] == 0) --k;
+
+  // SST = sum over blocks of (their own SS + length * (block mean - grand mean)^2).
+  auto s = Sums.Span<T>();
+  const T gm = IndexSum<T>(k, [&](std::size_t j) { return s[j]; }) / static_cast<T>(n);
+  SST = IndexSum<T>(blocks, [&](std::size_t b) {
+    const T d = bMean[b] - gm;
+    return bSS[b] + static_cast<T>(bLen[b]) * d * d;
+  });
   return k;
 }
 
@@ -220,22 +250,20 @@ TANOVA1Result Anova1Indexed(const TVec& Data, const TVecInt& GroupIndex, double&
   auto x = Data.Span<T>();
   const std::size_t n = x.size();
   const T K = n ? x[0] : T(0);
-  TVecScratch sums, laneSums;
-  TVecIntScratch counts, laneCounts;
-  const std::size_t k =
-      GroupSums<T>(x, GroupIndex.Span<std::int32_t>(), K, *sums, *counts, *laneSums, *laneCounts);
+  TVecScratch sums;
+  TVecIntScratch counts;
+  T sst;
+  const std::size_t k = OneWaySums<T>(x, GroupIndex.Span<std::int32_t>(), K, *sums, *counts, sst);
   auto s = sums->Span<T>();
   auto cnt = counts->Span<std::int32_t>();
 
-  const T N = static_cast<T>(n);
-  const T g = IndexSum<T>(k, [&](std::size_t j) { return s[j]; }) / N;  // grand mean, less K
+  const T g = IndexSum<T>(k, [&](std::size_t j) { return s[j]; }) / static_cast<T>(n);  // grand mean, less K
   // A group number that never occurs has count 0 and mean NaN, which makes SSB NaN.
   const T ssb = IndexSum<T>(k, [&](std::size_t j) {
     const T c = static_cast<T>(cnt[j]);
     const T d = s[j] / c - g;
     return c * d * d;
   });
-  const T sst = CentredSS<T>(x, K, g);
   const T ssw = sst - ssb;
   const double M = static_cast<double>(k) - 1.0;  // the largest group number
   TANOVA1Result res;
