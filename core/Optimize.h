@@ -29,16 +29,22 @@ using TObjConsts = std::span<TDenseKalix* const>;
 /// Objective: f(Pars, Consts, ObjConsts) -> value to minimise.
 using TRealFunction = std::function<double(const TVec& Pars, const TVec& Consts, TObjConsts ObjConsts)>;
 
-/// Minimises Fun by Nelder-Mead from the start in Pars (overwritten by the minimiser).
-/// Pars reach Fun as a TVec of precision FloatPrecision. Stops with optConverged when the
-/// simplex's function values and vertices agree to Tolerance, or after MaxIter iterations.
-/// Deterministic. Returns the number of iterations; FMin receives the minimum found.
+/// Minimises Fun by Nelder-Mead from the start in Pars (overwritten by the best vertex);
+/// returns the iterations used, FMin the best value. Pars reach Fun as a TVec of precision
+/// FloatPrecision, Consts as a double TVec; a NaN value counts as +Inf. Deterministic.
+/// Tolerance: the simplex has collapsed when max f - min f <= Tolerance * max(1, |min f|) and
+/// every vertex is within Tolerance * max(1, |x_j|) of the best x in every coordinate j
+/// (Tolerance is raised to 2 eps of FloatPrecision). A collapse is confirmed by one rebuilt
+/// simplex, then StopReason = optConverged; optMaxIterReached when MaxIter runs out first;
+/// optBadStart (Pars kept, FMin NaN or Inf) when Fun is not finite at the start;
+/// optNotStarted when MaxIter = 0. Raises for empty Pars, MaxIter < 0, Tolerance < 0.
 KALIX_EXPORT int Simplex(const TRealFunction& Fun, std::span<double> Pars, std::span<const double> Consts,
                          TObjConsts ObjConsts, double& FMin, TOptStopReason& StopReason,
                          TMtxFloatPrecision FloatPrecision = mvDouble, int MaxIter = 500,
                          double Tolerance = 1e-8, std::vector<std::string>* Log = nullptr);
-/// Bounded form: every trial point is projected into [LowerBounds, UpperBounds] (infinite
-/// bounds allowed), so the minimiser may lie exactly on a bound.
+/// Bounded form: the start and every trial point are projected into [LowerBounds, UpperBounds]
+/// (infinite bounds allowed), so the minimiser may lie exactly on a bound. Raises when a bound
+/// vector's length differs from Pars or a lower bound exceeds its upper bound.
 KALIX_EXPORT int Simplex(const TRealFunction& Fun, std::span<double> Pars, std::span<const double> Consts,
                          TObjConsts ObjConsts, std::span<const double> LowerBounds,
                          std::span<const double> UpperBounds, double& FMin, TOptStopReason& StopReason,
