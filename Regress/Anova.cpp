@@ -179,9 +179,8 @@ std::size_t OneWaySums(std::span<const T> x, std::span<const std::int32_t> g, T 
   const std::size_t n = x.size(), maxBlocks = n / kBlock + 1;
   blockMeans->Size(static_cast<int>(maxBlocks), PrecisionOf<T>());
   blockSS->Size(static_cast<int>(maxBlocks), PrecisionOf<T>());
-  auto bMean = blockMeans->Span<T>();
   blockLens->Size(static_cast<int>(maxBlocks), prInt32);
-  auto bSS = blockSS->Span<T>();
+  auto bMean = blockMeans->Span<T>(), bSS = blockSS->Span<T>();
   auto bLen = blockLens->Span<std::int32_t>();
   std::size_t cap = 0, blocks = 0;
   T* ls = nullptr;
