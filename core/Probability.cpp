@@ -1,0 +1,661 @@
+#include "Probability.h"
+
+#include <boost/math/distributions/beta.hpp>
+#include <boost/math/distributions/cauchy.hpp>
+#include <boost/math/distributions/chi_squared.hpp>
+#include <boost/math/distributions/fisher_f.hpp>
+#include <boost/math/distributions/gamma.hpp>
+#include <boost/math/distributions/laplace.hpp>
+#include <boost/math/distributions/logistic.hpp>
+#include <boost/math/distributions/normal.hpp>
+#include <boost/math/distributions/students_t.hpp>
+#include <boost/math/distributions/triangular.hpp>
+#include <boost/math/distributions/uniform.hpp>
+#include <boost/math/policies/policy.hpp>
+#include <boost/math/special_functions/beta.hpp>
+#include <boost/math/special_functions/erf.hpp>
+#include <boost/math/special_functions/gamma.hpp>
+#include <boost/math/special_functions/log1p.hpp>
+#include <boost/math/special_functions/trigamma.hpp>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <string>
+#include <type_traits>
+
+#include "Dispatch.h"
+#include "ScalarMath.h"
+
+namespace Kalix {
+
+namespace {
+
+namespace bm = boost::math;
+namespace bp = boost::math::policies;
+
+// Invalid arguments give NaN or +-Inf instead of throwing, and float stays float.
+using Pol = bp::policy<bp::domain_error<bp::ignore_error>, bp::pole_error<bp::ignore_error>,
+                       bp::overflow_error<bp::ignore_error>, bp::evaluation_error<bp::ignore_error>,
+                       bp::rounding_error<bp::ignore_error>, bp::indeterminate_result_error<bp::ignore_error>,
+                       bp::promote_float<false>, bp::promote_double<false>>;
+
+template <class T>
+constexpr T NaN = std::numeric_limits<T>::quiet_NaN();
+template <class T>
+constexpr T Inf = std::numeric_limits<T>::infinity();
+
+// The policy covers Boost's own error reports, but internals may still throw (allocation,
+// root-finder bookkeeping): a probability function answers NaN rather than throw.
+template <class F>
+auto Guard(F f) noexcept -> decltype(f()) {
+  using T = decltype(f());
+  try {
+    return f();
+  } catch (...) {
+    return NaN<T>;
+  }
+}
+
+template <class T>
+bool Finite(T v) {
+  return std::isfinite(v);
+}
+// A finite, strictly positive parameter (false for NaN).
+template <class T>
+bool Pos(T v) {
+  return v > T(0) && v < Inf<T>;
+}
+template <class T>
+bool IsProb(T p) {
+  return p >= T(0) && p <= T(1);
+}
+
+// Density on the support [lo, hi] (either end may be infinite); 0 outside it and at +-Inf.
+template <class D, class T>
+T Pdf(const D& d, T x, T lo, T hi) {
+  if (std::isnan(x)) return NaN<T>;
+  if (x < lo || x > hi || std::isinf(x)) return T(0);
+  return Guard([&] { return bm::pdf(d, x); });
+}
+
+template <class D, class T>
+T Cdf(const D& d, T x, T lo, T hi) {
+  if (std::isnan(x)) return NaN<T>;
+  if (x <= lo) return T(0);  // continuous laws only
+  if (x >= hi) return T(1);
+  return Guard([&] { return bm::cdf(d, x); });
+}
+
+// Lower-tail p-quantile; p = 0 and p = 1 give the ends of the support.
+template <class D, class T>
+T Quantile(const D& d, T p, T lo, T hi) {
+  if (!IsProb(p)) return NaN<T>;
+  if (p == T(0)) return lo;
+  if (p == T(1)) return hi;
+  return Guard([&] { return bm::quantile(d, p); });
+}
+
+// One kernel per function, instantiated for float and double; the public scalar forms use
+// the double instance, the vector forms the instance of the data's precision.
+namespace Prob {
+
+// exp(-z^2/2) with z^2 = s + e split exactly: in the far tail the rounding of z^2 alone
+// would cost |z|^2/2 ulps.
+template <class T>
+T ExpMinusHalfSquare(T z) {
+  const T s = z * z;
+  if (std::isinf(s)) return T(0);
+  const T e = std::fma(z, z, -s);
+  return std::exp(T(-0.5) * s) * (T(1) - T(0.5) * e);
+}
+
+// 1/sqrt(2) as the unevaluated sum hi + lo in T.
+template <class T>
+constexpr T InvSqrt2Hi = std::is_same_v<T, float> ? T(0x1.6a09e6p-1f) : T(0x1.6a09e667f3bcdp-1);
+template <class T>
+constexpr T InvSqrt2Lo = std::is_same_v<T, float> ? T(1.21016175e-8f) : T(-4.833646656726457e-17);
+
+template <class T>
+T NormalPDF(T x, T Mu, T Sigma) {
+  if (!Finite(Mu) || !Pos(Sigma) || std::isnan(x)) return NaN<T>;
+  const T z = (x - Mu) / Sigma;
+  return ExpMinusHalfSquare(z) / (Sigma * static_cast<T>(SQRT2PI));
+}
+
+// Phi(z) = erfc(t)/2 with t = -z/sqrt(2). The rounding d of t would cost |z|^2 ulps in the
+// lower tail; it is recovered exactly and applied to first order, erfc'(t) = -2/sqrt(pi) e^(-t^2).
+template <class T>
+T NormalCDF(T x, T Mu, T Sigma) {
+  if (!Finite(Mu) || !Pos(Sigma) || std::isnan(x)) return NaN<T>;
+  const T z = (x - Mu) / Sigma;
+  if (std::isinf(z)) return z < T(0) ? T(0) : T(1);
+  const T t = -z * InvSqrt2Hi<T>;
+  const T d = std::fma(-z, InvSqrt2Hi<T>, -t) - z * InvSqrt2Lo<T>;
+  const T erfcT = Guard([&] { return bm::erfc(t, Pol()); });
+  return T(0.5) * (erfcT - d * static_cast<T>(1.1283791670955126) * std::exp(-t * t));
+}
+template <class T>
+T NormalCDFInv(T p, T Mu, T Sigma) {
+  if (!Finite(Mu) || !Pos(Sigma)) return NaN<T>;
+  return Quantile(bm::normal_distribution<T, Pol>(Mu, Sigma), p, -Inf<T>, Inf<T>);
+}
+
+// Regularised incomplete gamma functions. For a >= 1e7 Boost's large-x series needs about
+// sqrt(a) terms when x is near a (and gives up, returning garbage, past 1e10): there we use
+// Temme's uniform asymptotic expansion, coefficients as tabulated by DiDonato & Morris (1986).
+// Only |z| below ~0.01 matters (elsewhere exp(-y) underflows), so a few terms and three
+// powers of 1/a reach full precision.
+template <class T>
+constexpr T GammaAsymptoticFrom = T(1e7);
+
+template <class T, std::size_t N>
+T Horner(const double (&c)[N], T z) {
+  T r = T(0);
+  for (std::size_t i = N; i-- > 0;) r = r * z + static_cast<T>(c[i]);
+  return r;
+}
+
+// For a >= 1e7: the smaller tail, Q(a, x) when x >= a and P(a, x) otherwise.
+template <class T>
+T GammaSmallerTailLarge(T a, T x) {
+  static constexpr double C0[] = {-1.0 / 3.0,   1.0 / 12.0,        -2.0 / 135.0,          1.0 / 864.0,
+                                  1.0 / 2835.0, -139.0 / 777600.0, 0.39192631785224378e-4};
+  static constexpr double C1[] = {-1.0 / 540.0, -1.0 / 288.0, 1.0 / 378.0, -77.0 / 77760.0, 1.0 / 4860.0};
+  static constexpr double C2[] = {25.0 / 6048.0, -0.0026813271604938272};
+  const T sigma = (x - a) / a;  // x - a is exact wherever the tail is not 0
+  const T phi = -bm::log1pmx(sigma, Pol());
+  const T y = a * phi;
+  const T z = x < a ? -std::sqrt(T(2) * phi) : std::sqrt(T(2) * phi);
+  const T series = Horner(C0, z) + (Horner(C1, z) + Horner(C2, z) / a) / a;
+  const T r = series * std::exp(-y) / std::sqrt(T(2) * static_cast<T>(PI) * a);
+  const T erfcTerm = bm::erfc(std::sqrt(y), Pol()) / T(2);
+  return x >= a ? erfcTerm + r : erfcTerm - r;
+}
+
+// P(a, x), or Q(a, x) when upper; x >= 0.
+template <class T>
+T IncGamma(T a, T x, bool upper) {
+  if (std::isinf(x)) return upper ? T(0) : T(1);
+  if (a < GammaAsymptoticFrom<T>) return upper ? bm::gamma_q(a, x, Pol()) : bm::gamma_p(a, x, Pol());
+  const T t = GammaSmallerTailLarge(a, x);
+  return (x >= a) == upper ? t : T(1) - t;
+}
+
+// The x with P(a, x) = p (Q(a, x) = p when upper), 0 < p < 1. For large a: the
+// Wilson-Hilferty guess, then Newton steps on the same tail.
+template <class T>
+T IncGammaInv(T a, T p, bool upper) {
+  if (a < GammaAsymptoticFrom<T>) return upper ? bm::gamma_q_inv(a, p, Pol()) : bm::gamma_p_inv(a, p, Pol());
+  const bm::normal_distribution<T, Pol> n01;
+  const T z = upper ? bm::quantile(bm::complement(n01, p)) : bm::quantile(n01, p);
+  const T h = T(1) / (T(9) * a);
+  const T c = T(1) - h + z * std::sqrt(h);
+  T x = a * c * c * c;
+  for (int i = 0; i < 50; ++i) {
+    const T d = bm::gamma_p_derivative(a, x, Pol());
+    if (!(d > T(0))) break;
+    const T gap = IncGamma(a, x, upper) - p;
+    const T step = upper ? -gap / d : gap / d;
+    x -= step;
+    if (!(std::fabs(step) > T(4) * std::numeric_limits<T>::epsilon() * x)) break;
+  }
+  return x;
+}
+
+// Student's t with infinite Df is the standard normal, which Boost handles.
+template <class T>
+bool ValidDf(T Df) {
+  return Df > T(0);
+}
+template <class T>
+T StudentPDF(T x, T Df) {
+  if (!ValidDf(Df)) return NaN<T>;
+  return Pdf(bm::students_t_distribution<T, Pol>(Df), x, -Inf<T>, Inf<T>);
+}
+template <class T>
+T StudentCDF(T t, T Df) {
+  if (!ValidDf(Df)) return NaN<T>;
+  return Cdf(bm::students_t_distribution<T, Pol>(Df), t, -Inf<T>, Inf<T>);
+}
+template <class T>
+T StudentCDFInv(T p, T Df) {
+  if (!ValidDf(Df)) return NaN<T>;
+  return Quantile(bm::students_t_distribution<T, Pol>(Df), p, -Inf<T>, Inf<T>);
+}
+
+template <class T>
+T ChiSquarePDF(T x, T Df) {
+  if (!Pos(Df)) return NaN<T>;
+  return Pdf(bm::chi_squared_distribution<T, Pol>(Df), x, T(0), Inf<T>);
+}
+template <class T>
+T ChiSquareCDF(T x, T Df) {
+  if (!Pos(Df) || std::isnan(x)) return NaN<T>;
+  return x <= T(0) ? T(0) : Guard([&] { return IncGamma(Df / T(2), x / T(2), false); });
+}
+template <class T>
+T ChiSquareCDFInv(T p, T Df) {
+  if (!Pos(Df) || !IsProb(p)) return NaN<T>;
+  if (p == T(0) || p == T(1)) return p == T(0) ? T(0) : Inf<T>;
+  return Guard([&] { return T(2) * IncGammaInv(Df / T(2), p, false); });
+}
+
+// The incomplete beta function in T loses accuracy as both shape parameters grow (relative
+// error ~1e-16 * shape in double, ~1e-4 at 1e4 in single), then gives values outside [0, 1]
+// and finally stops converging. Paulson's normal approximation to the cube root of the F
+// variate (Wilson-Hilferty) has error ~6/min(shape) even six sd into the tails, so it takes
+// over where the two cross: 3e8 in double (both ~2e-8 there, better on either side).
+template <class T>
+constexpr T BetaAsymptoticFrom = std::is_same_v<T, float> ? T(1e5) : T(3e8);
+
+template <class T>
+T StdNormalCDF(T z) {
+  return NormalCDF(z, T(0), T(1));
+}
+
+// P(F <= f), or P(F > f) when upper, for F(n1, n2) with both n huge.
+template <class T>
+T PaulsonF(T n1, T n2, T f, bool upper) {
+  const T v1 = T(2) / (T(9) * n1), v2 = T(2) / (T(9) * n2);
+  const T c = std::cbrt(f);
+  const T z = (c * (T(1) - v2) - (T(1) - v1)) / std::sqrt(v1 + c * c * v2);
+  return StdNormalCDF(upper ? -z : z);
+}
+
+// d/df of PaulsonF: phi(z) dz/dc dc/df with c = f^(1/3).
+template <class T>
+T PaulsonFDensity(T n1, T n2, T f) {
+  const T v1 = T(2) / (T(9) * n1), v2 = T(2) / (T(9) * n2);
+  const T c = std::cbrt(f), s2 = v1 + c * c * v2;
+  const T z = (c * (T(1) - v2) - (T(1) - v1)) / std::sqrt(s2);
+  const T phi = NormalPDF(z, T(0), T(1));
+  if (phi == T(0)) return T(0);
+  const T dzdc = ((T(1) - v2) * v1 + (T(1) - v1) * c * v2) / s2 / std::sqrt(s2);
+  return phi * dzdc / (T(3) * c * c);
+}
+
+// The f with PaulsonF(n1, n2, f) = p: the quadratic in f^(1/3), on the root whose sign
+// matches the normal quantile's.
+template <class T>
+T PaulsonFInv(T n1, T n2, T p) {
+  const T v1 = T(2) / (T(9) * n1), v2 = T(2) / (T(9) * n2);
+  const T A = T(1) - v2, B = T(1) - v1;
+  const T z = bm::quantile(bm::normal_distribution<T, Pol>(), p);
+  const T c = (A * B + z * std::sqrt(A * A * v1 + B * B * v2 - z * z * v1 * v2)) / (A * A - z * z * v2);
+  return c * c * c;
+}
+
+// Boost's value kept inside [0, 1] (NaN passes through).
+template <class T>
+T Probability01(T v) {
+  return v < T(0) ? T(0) : v > T(1) ? T(1) : v;
+}
+
+// Boost's F functions also fail (NaN, or no convergence of the inverse) when one Df is
+// astronomically larger than the other. There the ratio of the two chi-squares over their
+// Df has one factor 1 + N(0, 2/Df) with mean exactly 1; replacing it by 1 changes the law by
+// O(Df_small/Df_large): F is chi2(Df1)/Df1 when Df2 is huge, Df2/chi2(Df2) when Df1 is.
+enum class TFRegime { Boost, BothHuge, Df1Huge, Df2Huge };
+template <class T>
+TFRegime FRegime(T Df1, T Df2) {
+  if (std::fmin(Df1, Df2) >= T(2) * BetaAsymptoticFrom<T>) return TFRegime::BothHuge;
+  if (Df2 <= std::numeric_limits<T>::epsilon() * Df1) return TFRegime::Df1Huge;
+  if (Df1 <= std::numeric_limits<T>::epsilon() * Df2) return TFRegime::Df2Huge;
+  return TFRegime::Boost;
+}
+
+template <class T>
+T FPDF(T x, T Df1, T Df2) {
+  if (!Pos(Df1) || !Pos(Df2)) return NaN<T>;
+  const TFRegime r = FRegime(Df1, Df2);
+  if (r == TFRegime::BothHuge && x > T(0) && x < Inf<T>) return PaulsonFDensity(Df1, Df2, x);
+  if (r == TFRegime::Df2Huge) return Df1 * ChiSquarePDF(Df1 * x, Df1);
+  if (r == TFRegime::Df1Huge && x > T(0) && x < Inf<T>) return ChiSquarePDF(Df2 / x, Df2) * (Df2 / x) / x;
+  return Pdf(bm::fisher_f_distribution<T, Pol>(Df1, Df2), x, T(0), Inf<T>);
+}
+template <class T>
+T FCDF(T x, T Df1, T Df2) {
+  if (!Pos(Df1) || !Pos(Df2)) return NaN<T>;
+  if (std::isnan(x)) return NaN<T>;
+  if (x <= T(0)) return T(0);
+  if (x == Inf<T>) return T(1);
+  switch (FRegime(Df1, Df2)) {
+    case TFRegime::BothHuge:
+      return PaulsonF(Df1, Df2, x, false);
+    case TFRegime::Df2Huge:
+      return ChiSquareCDF(Df1 * x, Df1);
+    case TFRegime::Df1Huge:
+      return Guard([&] { return IncGamma(Df2 / T(2), Df2 / x / T(2), true); });
+    default:
+      return Probability01(Cdf(bm::fisher_f_distribution<T, Pol>(Df1, Df2), x, T(0), Inf<T>));
+  }
+}
+template <class T>
+T FCDFInv(T p, T Df1, T Df2) {
+  if (!Pos(Df1) || !Pos(Df2)) return NaN<T>;
+  const TFRegime r = FRegime(Df1, Df2);
+  if (r == TFRegime::Boost) return Quantile(bm::fisher_f_distribution<T, Pol>(Df1, Df2), p, T(0), Inf<T>);
+  if (!IsProb(p)) return NaN<T>;
+  if (p == T(0)) return T(0);
+  if (p == T(1)) return Inf<T>;
+  return Guard([&] {
+    if (r == TFRegime::BothHuge) return PaulsonFInv(Df1, Df2, p);
+    if (r == TFRegime::Df1Huge) return Df2 / (T(2) * IncGammaInv(Df2 / T(2), p, true));
+    return T(2) * IncGammaInv(Df1 / T(2), p, false) / Df1;
+  });
+}
+
+template <class T>
+T BetaPDF(T x, T a, T b) {
+  if (!Pos(a) || !Pos(b)) return NaN<T>;
+  return Pdf(bm::beta_distribution<T, Pol>(a, b), x, T(0), T(1));
+}
+// B = aF/(aF + b) with F ~ F(2a, 2b), so B <= x exactly when F <= b x / (a (1 - x)).
+template <class T>
+T BetaCDF(T x, T a, T b) {
+  if (!Pos(a) || !Pos(b)) return NaN<T>;
+  if (std::fmin(a, b) >= BetaAsymptoticFrom<T> && x > T(0) && x < T(1))
+    return PaulsonF(T(2) * a, T(2) * b, (b / a) * (x / (T(1) - x)), false);
+  return Probability01(Cdf(bm::beta_distribution<T, Pol>(a, b), x, T(0), T(1)));
+}
+
+template <class T>
+T GammaPDF(T x, T a, T b) {
+  if (!Pos(a) || !Pos(b)) return NaN<T>;
+  // At 0 Boost answers 0 whatever the shape; the density's limit is Inf, 1/b or 0.
+  if (x == T(0)) return a < T(1) ? Inf<T> : a == T(1) ? T(1) / b : T(0);
+  return Pdf(bm::gamma_distribution<T, Pol>(a, b), x, T(0), Inf<T>);
+}
+template <class T>
+T GammaCDF(T x, T a, T b) {
+  if (!Pos(a) || !Pos(b) || std::isnan(x)) return NaN<T>;
+  return x <= T(0) ? T(0) : Guard([&] { return IncGamma(a, x / b, false); });
+}
+template <class T>
+T GammaCDFInv(T p, T a, T b) {
+  if (!Pos(a) || !Pos(b) || !IsProb(p)) return NaN<T>;
+  if (p == T(0) || p == T(1)) return p == T(0) ? T(0) : Inf<T>;
+  return Guard([&] { return b * IncGammaInv(a, p, false); });
+}
+
+template <class T>
+T CauchyPDF(T x, T m, T b) {
+  if (!Finite(m) || !Pos(b)) return NaN<T>;
+  return Pdf(bm::cauchy_distribution<T, Pol>(m, b), x, -Inf<T>, Inf<T>);
+}
+
+// Weibull(a, b): a*b*x^(b-1)*exp(-a*x^b), i.e. shape b and scale a^(-1/b). Written out
+// directly: forming the scale would round it before the power amplifies the error.
+template <class T>
+T WeibullPDF(T x, T a, T b) {
+  if (!Pos(a) || !Pos(b) || std::isnan(x)) return NaN<T>;
+  if (x < T(0) || std::isinf(x)) return T(0);
+  if (x == T(0)) return b < T(1) ? Inf<T> : b == T(1) ? a : T(0);
+  const T h = a * std::pow(x, b);  // cumulative hazard
+  if (std::isinf(h)) return T(0);
+  return b * (h / x) * std::exp(-h);
+}
+template <class T>
+T WeibullCDF(T x, T a, T b) {
+  if (!Pos(a) || !Pos(b) || std::isnan(x)) return NaN<T>;
+  if (x <= T(0)) return T(0);
+  return -std::expm1(-a * std::pow(x, b));
+}
+
+// Lower limit a, upper limit b, mode c (Boost orders them lower, mode, upper).
+template <class T>
+T TriangularPDF(T x, T a, T b, T c) {
+  if (!Finite(a) || !Finite(b) || !(a < b) || !(a <= c && c <= b)) return NaN<T>;
+  return Pdf(bm::triangular_distribution<T, Pol>(a, c, b), x, a, b);
+}
+
+template <class T>
+T UniformCDF(T x, T a, T b) {
+  if (!Finite(a) || !Finite(b) || !(a < b)) return NaN<T>;
+  return Cdf(bm::uniform_distribution<T, Pol>(a, b), x, a, b);
+}
+
+// Mean mu: 1 - exp(-x/mu), without the rounding of a rate 1/mu.
+template <class T>
+T ExpCDF(T x, T mu) {
+  if (!Pos(mu) || std::isnan(x)) return NaN<T>;
+  if (x <= T(0)) return T(0);
+  return -std::expm1(-x / mu);
+}
+
+// Erlang is the gamma law with integer shape k and rate lambda: P(k, lambda*x).
+template <class T>
+T ErlangCDF(T x, T k, T lambda) {
+  if (!Pos(k) || k != std::floor(k) || !Pos(lambda) || std::isnan(x)) return NaN<T>;
+  if (x <= T(0)) return T(0);
+  return Guard([&] { return IncGamma(k, lambda * x, false); });
+}
+
+template <class T>
+T LaplaceCDF(T x, T m, T b) {
+  if (!Finite(m) || !Pos(b)) return NaN<T>;
+  return Cdf(bm::laplace_distribution<T, Pol>(m, b), x, -Inf<T>, Inf<T>);
+}
+
+template <class T>
+T LogNormalCDF(T x, T mu, T sigma) {
+  if (!Finite(mu) || !Pos(sigma) || std::isnan(x)) return NaN<T>;
+  return x <= T(0) ? T(0) : NormalCDF(std::log(x), mu, sigma);
+}
+
+template <class T>
+T LogisticCDFInv(T p, T m, T b) {
+  if (!Finite(m) || !Pos(b)) return NaN<T>;
+  return Quantile(bm::logistic_distribution<T, Pol>(m, b), p, -Inf<T>, Inf<T>);
+}
+
+// Maxwell with scale a: (X/a)^2/2 is Gamma(3/2, 1), so CDF = P(3/2, x^2/(2a^2)).
+// a = 0 is the point mass at 0 (the limit of the law); random variates accept that scale.
+template <class T>
+T MaxwellCDF(T x, T a) {
+  if (!(a >= T(0)) || std::isinf(a) || std::isnan(x)) return NaN<T>;
+  if (a == T(0)) return x >= T(0) ? T(1) : T(0);
+  if (x <= T(0)) return T(0);
+  const T r = x / a;
+  return Guard([&] { return IncGamma(T(1.5), T(0.5) * r * r, false); });
+}
+template <class T>
+T MaxwellCDFInv(T p, T a) {
+  if (!(a >= T(0)) || std::isinf(a) || !IsProb(p)) return NaN<T>;
+  if (a == T(0) || p == T(0)) return T(0);
+  if (p == T(1)) return Inf<T>;
+  return a * std::sqrt(T(2) * Guard([&] { return IncGammaInv(T(1.5), p, false); }));
+}
+
+template <class T>
+T RayleighCDF(T x, T b) {
+  if (!Pos(b) || std::isnan(x)) return NaN<T>;
+  if (x <= T(0)) return T(0);
+  const T r = x / b;
+  return -std::expm1(T(-0.5) * r * r);
+}
+
+// P(X <= k) = I_{1-p}(n - k, k + 1), the complement of the regularised incomplete beta.
+template <class T>
+T BinomCDF(T k, T n, T p) {
+  if (!(n >= T(0)) || std::isinf(n) || n != std::floor(n) || !IsProb(p) || std::isnan(k)) return NaN<T>;
+  k = std::floor(k);
+  if (k < T(0)) return T(0);
+  if (k >= n) return T(1);
+  const T a = k + T(1), b = n - k;
+  if (std::fmin(a, b) >= BetaAsymptoticFrom<T> && p > T(0) && p < T(1))
+    return PaulsonF(T(2) * a, T(2) * b, (b / a) * (p / (T(1) - p)), true);
+  return Probability01(Guard([&] { return bm::ibetac(a, b, p, Pol()); }));
+}
+
+// Smallest k with CDF(k) >= p, decided on the smaller tail (1 - p is exact for p > 1/2) so
+// that quantiles near p = 1 keep their accuracy. Both the tails and p itself carry rounding
+// (p is often a CDF value computed elsewhere), so the comparison allows 32 eps relative and,
+// above the median, the half-ulp of p: such a p then maps back to its own k.
+// Start from the Cornish-Fisher guess, gallop to bracket the answer, then bisect.
+template <class T>
+T PoissonCDFInv(T p, T lambda) {
+  if (!IsProb(p) || !(lambda >= T(0)) || std::isinf(lambda)) return NaN<T>;
+  if (lambda == T(0) || p == T(0)) return T(0);  // Poisson(0) is the point mass at 0
+  if (p == T(1)) return Inf<T>;
+  return Guard([&] {
+    constexpr T eps = std::numeric_limits<T>::epsilon();
+    const bool lowerHalf = p <= T(0.5);
+    const T lowTarget = p * (T(1) - T(32) * eps);
+    const T highTarget = (T(1) - p) * (T(1) + T(32) * eps) + eps / T(4);
+    auto ok = [&](T k) {
+      // P(X <= k) = Q(k + 1, lambda); the smaller of it and its complement is computed.
+      const bool below = k + T(1) <= lambda;
+      const T tail = IncGamma(k + T(1), lambda, below);
+      return lowerHalf ? (below ? tail : T(1) - tail) >= lowTarget : (below ? T(1) - tail : tail) <= highTarget;
+    };
+    const T z = bm::quantile(bm::normal_distribution<T, Pol>(), p);
+    T guess = std::floor(lambda + std::sqrt(lambda) * z + (z * z - T(1)) / T(6) + T(0.5));
+    if (!(guess >= T(0))) guess = T(0);
+    // Invariant once bracketed: ok(hi) holds, ok(lo) fails (lo = -1 stands for "below 0").
+    T lo = guess, hi = guess;
+    if (ok(guess)) {
+      for (T step = T(1);; step *= T(2)) {
+        lo = hi - step;
+        if (lo < T(0)) {
+          lo = T(-1);
+          break;
+        }
+        if (!ok(lo)) break;
+        hi = lo;
+      }
+    } else {
+      for (T step = T(1);; step *= T(2)) {
+        hi = lo + step;
+        if (std::isinf(hi)) return NaN<T>;
+        if (ok(hi)) break;
+        lo = hi;
+      }
+    }
+    // In single precision a huge lambda leaves gaps between representable k: stop there.
+    for (;;) {
+      const T mid = std::floor((lo + hi) / T(2));
+      if (mid <= lo || mid >= hi) return hi;
+      if (ok(mid))
+        hi = mid;
+      else
+        lo = mid;
+    }
+  });
+}
+
+// Poles at 0, -1, -2, ... are double poles approached from +Inf on both sides; there is no
+// limit at -Inf.
+template <class T>
+T trigamma(T x) {
+  if (std::isinf(x)) return x > T(0) ? T(0) : NaN<T>;
+  if (x <= T(0) && x == std::floor(x)) return Inf<T>;
+  return Guard([&] { return bm::trigamma(x, Pol()); });
+}
+
+}  // namespace Prob
+
+// Dst[i] = kernel(X[i], parameters...) in X's precision; Dst takes X's shape and precision.
+template <class K, class... P>
+void Apply(TDenseKalix& Dst, const TDenseKalix& X, const char* name, K kernel, P... pars) {
+  if (X.Complex()) ERaise(std::string(name) + ": X.Complex");
+  if (&Dst != &X) Dst.SizeAs(X);
+  WithPrecision(X, [&](auto t) {
+    using T = typename decltype(t)::type;
+    const auto x = X.Span<T>();
+    const auto d = Dst.Span<T>();
+    for (std::size_t i = 0; i < x.size(); ++i) d[i] = kernel(x[i], static_cast<T>(pars)...);
+  });
+}
+
+}  // namespace
+
+#define KALIX_KERNEL(Name) [](auto... a) { return Prob::Name(a...); }
+#define KALIX_PROB0(Name)                             \
+  double Name(double x) {                             \
+    return Prob::Name<double>(x);                     \
+  }                                                   \
+  void Name(TDenseKalix& Dst, const TDenseKalix& X) { \
+    Apply(Dst, X, #Name, KALIX_KERNEL(Name));         \
+  }
+#define KALIX_PROB1(Name)                                        \
+  double Name(double x, double p1) {                             \
+    return Prob::Name<double>(x, p1);                            \
+  }                                                              \
+  void Name(TDenseKalix& Dst, const TDenseKalix& X, double p1) { \
+    Apply(Dst, X, #Name, KALIX_KERNEL(Name), p1);                \
+  }
+#define KALIX_PROB2(Name)                                                   \
+  double Name(double x, double p1, double p2) {                             \
+    return Prob::Name<double>(x, p1, p2);                                   \
+  }                                                                         \
+  void Name(TDenseKalix& Dst, const TDenseKalix& X, double p1, double p2) { \
+    Apply(Dst, X, #Name, KALIX_KERNEL(Name), p1, p2);                       \
+  }
+#define KALIX_PROB3(Name)                                                              \
+  double Name(double x, double p1, double p2, double p3) {                             \
+    return Prob::Name<double>(x, p1, p2, p3);                                          \
+  }                                                                                    \
+  void Name(TDenseKalix& Dst, const TDenseKalix& X, double p1, double p2, double p3) { \
+    Apply(Dst, X, #Name, KALIX_KERNEL(Name), p1, p2, p3);                              \
+  }
+
+KALIX_PROB2(NormalPDF)
+KALIX_PROB2(NormalCDF)
+KALIX_PROB2(NormalCDFInv)
+KALIX_PROB1(StudentPDF)
+KALIX_PROB1(StudentCDF)
+KALIX_PROB1(StudentCDFInv)
+KALIX_PROB1(ChiSquarePDF)
+KALIX_PROB1(ChiSquareCDF)
+KALIX_PROB1(ChiSquareCDFInv)
+KALIX_PROB2(FPDF)
+KALIX_PROB2(FCDF)
+KALIX_PROB2(FCDFInv)
+KALIX_PROB2(BetaPDF)
+KALIX_PROB2(BetaCDF)
+KALIX_PROB2(GammaPDF)
+KALIX_PROB2(GammaCDF)
+KALIX_PROB2(GammaCDFInv)
+KALIX_PROB2(CauchyPDF)
+KALIX_PROB2(WeibullPDF)
+KALIX_PROB2(WeibullCDF)
+KALIX_PROB3(TriangularPDF)
+KALIX_PROB2(UniformCDF)
+KALIX_PROB1(ExpCDF)
+KALIX_PROB2(ErlangCDF)
+KALIX_PROB2(LaplaceCDF)
+KALIX_PROB2(LogNormalCDF)
+KALIX_PROB2(LogisticCDFInv)
+KALIX_PROB1(MaxwellCDF)
+KALIX_PROB1(MaxwellCDFInv)
+KALIX_PROB1(RayleighCDF)
+KALIX_PROB2(BinomCDF)
+KALIX_PROB1(PoissonCDFInv)
+KALIX_PROB0(trigamma)
+
+#undef KALIX_PROB0
+#undef KALIX_PROB1
+#undef KALIX_PROB2
+#undef KALIX_PROB3
+#undef KALIX_KERNEL
+
+// Gamma(+-0) is +-Inf as the limit from that side; the negative integers are NaN (the
+// one-sided limits disagree).
+double Gamma(double x) {
+  if (x == 0.0) return std::copysign(INF, x);
+  return Guard([&] { return bm::tgamma(x, Pol()); });
+}
+
+double Erf(double x) {
+  return Guard([&] { return bm::erf(x, Pol()); });
+}
+
+// +-1 gives +-Inf; |x| > 1 gives NaN.
+double ErfInv(double x) {
+  if (std::isnan(x) || std::fabs(x) > 1.0) return NAN;
+  if (std::fabs(x) == 1.0) return std::copysign(INF, x);
+  return Guard([&] { return bm::erf_inv(x, Pol()); });
+}
+
+}  // namespace Kalix

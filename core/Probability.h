@@ -22,44 +22,76 @@
 
 namespace Kalix {
 
+/// Normal(Mu, Sigma) density; NaN unless Sigma > 0.
 KALIX_EXPORT double NormalPDF(double x, double Mu, double Sigma);
+/// Normal(Mu, Sigma) P(X <= x), accurate deep into the lower tail.
 KALIX_EXPORT double NormalCDF(double x, double Mu, double Sigma);
+/// Normal(Mu, Sigma) p-quantile; -Inf / +Inf at p = 0 / 1.
 KALIX_EXPORT double NormalCDFInv(double p, double Mu, double Sigma);
+/// Student's t density with Df > 0 degrees of freedom (Df may be +Inf: standard normal).
 KALIX_EXPORT double StudentPDF(double x, double Df);
+/// Student's t P(T <= t).
 KALIX_EXPORT double StudentCDF(double t, double Df);
+/// Student's t p-quantile; -Inf / +Inf at p = 0 / 1.
 KALIX_EXPORT double StudentCDFInv(double p, double Df);
+/// Chi-square density with Df > 0; 0 for x < 0 (at 0: Inf, 1/2 or 0 as Df <, =, > 2).
 KALIX_EXPORT double ChiSquarePDF(double x, double Df);
+/// Chi-square P(X <= x).
 KALIX_EXPORT double ChiSquareCDF(double x, double Df);
+/// Chi-square p-quantile; 0 / +Inf at p = 0 / 1.
 KALIX_EXPORT double ChiSquareCDFInv(double p, double Df);
+/// F(Df1, Df2) density; 0 for x < 0.
 KALIX_EXPORT double FPDF(double x, double Df1, double Df2);
+/// F(Df1, Df2) P(X <= x).
 KALIX_EXPORT double FCDF(double x, double Df1, double Df2);
+/// F(Df1, Df2) p-quantile; 0 / +Inf at p = 0 / 1.
 KALIX_EXPORT double FCDFInv(double p, double Df1, double Df2);
+/// Beta(a, b) density on [0, 1]; 0 outside.
 KALIX_EXPORT double BetaPDF(double x, double a, double b);
+/// Beta(a, b) P(X <= x): 0 below 0, 1 above 1.
 KALIX_EXPORT double BetaCDF(double x, double a, double b);
+/// Gamma density, shape a and scale b; 0 for x < 0.
 KALIX_EXPORT double GammaPDF(double x, double a, double b);
+/// Gamma(a shape, b scale) P(X <= x).
 KALIX_EXPORT double GammaCDF(double x, double a, double b);
+/// Gamma(a shape, b scale) p-quantile; 0 / +Inf at p = 0 / 1.
 KALIX_EXPORT double GammaCDFInv(double p, double a, double b);
+/// Cauchy density, location m and scale b > 0.
 KALIX_EXPORT double CauchyPDF(double x, double m, double b);
+/// Weibull density a*b*x^(b-1)*exp(-a*x^b), a, b > 0; 0 for x < 0.
 KALIX_EXPORT double WeibullPDF(double x, double a, double b);
+/// Weibull P(X <= x) = 1 - exp(-a*x^b).
 KALIX_EXPORT double WeibullCDF(double x, double a, double b);
+/// Triangular density, lower a < upper b, mode c in [a, b]; 0 outside [a, b].
 KALIX_EXPORT double TriangularPDF(double x, double a, double b, double c);
+/// Uniform(a, b) P(X <= x), a < b.
 KALIX_EXPORT double UniformCDF(double x, double a, double b);
+/// Exponential with mean mu > 0: P(X <= x) = 1 - exp(-x/mu).
 KALIX_EXPORT double ExpCDF(double x, double mu);
+/// Erlang P(X <= x), integer shape k >= 1 (NaN otherwise) and rate lambda.
 KALIX_EXPORT double ErlangCDF(double x, double k, double lambda);
+/// Laplace P(X <= x), location m and scale b > 0.
 KALIX_EXPORT double LaplaceCDF(double x, double m, double b);
+/// Log-normal P(X <= x), mu and sigma of ln x; 0 for x <= 0.
 KALIX_EXPORT double LogNormalCDF(double x, double mu, double sigma);
+/// Logistic p-quantile m + b*ln(p/(1-p)); -Inf / +Inf at p = 0 / 1.
 KALIX_EXPORT double LogisticCDFInv(double p, double m, double b);
+/// Maxwell-Boltzmann P(X <= x) with scale a >= 0 (a = 0: point mass at 0).
 KALIX_EXPORT double MaxwellCDF(double x, double a);
+/// Maxwell-Boltzmann p-quantile with scale a >= 0; +Inf at p = 1.
 KALIX_EXPORT double MaxwellCDFInv(double p, double a);
+/// Rayleigh P(X <= x) = 1 - exp(-x^2/(2b^2)), b > 0.
 KALIX_EXPORT double RayleighCDF(double x, double b);
-/// P(X <= k) for X ~ Binomial(n, p); k is floored.
+/// P(X <= k) for X ~ Binomial(n, p); k is floored, k < 0 gives 0 and k >= n gives 1;
+/// non-integer n or p outside [0, 1] gives NaN.
 KALIX_EXPORT double BinomCDF(double k, double n, double p);
-/// Smallest k with P(X <= k) >= p for X ~ Poisson(lambda).
+/// Smallest k with P(X <= k) >= p for X ~ Poisson(lambda >= 0); +Inf at p = 1.
 KALIX_EXPORT double PoissonCDFInv(double p, double lambda);
-/// Second derivative of ln Gamma(x).
+/// Second derivative of ln Gamma(x); +Inf at 0, -1, -2, ...
 KALIX_EXPORT double trigamma(double x);
 
-// Vector forms: Dst[i] = F(X[i], parameters...).
+/// Vector forms: Dst[i] = F(X[i], parameters...), Dst sized like X and in its precision.
+/// Complex X raises "<Name>: X.Complex" (e.g. "NormalCDF: X.Complex").
 KALIX_EXPORT void NormalPDF(TDenseKalix& Dst, const TDenseKalix& X, double Mu, double Sigma);
 KALIX_EXPORT void NormalCDF(TDenseKalix& Dst, const TDenseKalix& X, double Mu, double Sigma);
 KALIX_EXPORT void NormalCDFInv(TDenseKalix& Dst, const TDenseKalix& P, double Mu, double Sigma);
