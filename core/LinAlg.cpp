@@ -241,8 +241,14 @@ ColMat<T> ReduceTall(const RowRef<T>& A, const RowRef<T>& Y) {
     const Index rows = std::min(b, m - r0);
     // The first block (at least n rows, as b >= 2n or b = m) has no R above it yet.
     const Index top = r0 == 0 ? 0 : n;
-    W.block(top, 0, rows, n) = A.middleRows(r0, rows);
-    W.block(top, n, rows, k) = Y.middleRows(r0, rows);
+    // Row by row: contiguous reads, one sequential write stream per column.
+    for (Index r = 0; r < rows; ++r) {
+      const T* a = A.data() + (r0 + r) * A.outerStride();
+      const T* y = Y.data() + (r0 + r) * Y.outerStride();
+      T* dst = W.data() + top + r;
+      for (Index j = 0; j < n; ++j) dst[j * W.outerStride()] = a[j];
+      for (Index j = 0; j < k; ++j) dst[(n + j) * W.outerStride()] = y[j];
+    }
     Eigen::Ref<ColMat<T>> blk = W.topRows(top + rows);
     Eigen::HouseholderQR<Eigen::Ref<ColMat<T>>> qr(blk);
     // The Householder vectors below the diagonal are not needed: keep [R | Z] only.
