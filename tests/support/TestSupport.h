@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -30,8 +31,9 @@ testing::AssertionResult IsClose(const char* eExpr, const char* aExpr, const cha
 #define EXPECT_CLOSE(expected, actual, relTol) EXPECT_PRED_FORMAT3(::KalixTest::IsClose, expected, actual, relTol)
 #define ASSERT_CLOSE(expected, actual, relTol) ASSERT_PRED_FORMAT3(::KalixTest::IsClose, expected, actual, relTol)
 
-/// Element-wise EXPECT_CLOSE of a container against expected values.
+/// Element-wise EXPECT_CLOSE of a container, or of fields listed in braces, against expected values.
 void ExpectAllClose(const std::vector<double>& expected, const Kalix::TDenseKalix& actual, double relTol);
+void ExpectAllClose(const std::vector<double>& expected, const std::vector<double>& actual, double relTol);
 
 /// stmt must raise an exception whose what() is exactly text.
 #define EXPECT_RAISES(stmt, text) \
@@ -56,12 +58,16 @@ struct TNistFile {
   std::vector<std::vector<double>> data;
   /// The numbers on line `line` (one-based), in order.
   std::vector<double> NumbersOn(int line) const;
-  /// The numbers on the first line whose text starts (after blanks) with label.
+  /// The numbers on the first line whose text starts (after blanks) with label and has numbers after it.
   std::vector<double> NumbersAfter(const std::string& label) const;
 };
 TNistFile LoadNist(const std::string& name);
 
 /// Log relative error, capped at 15: the number of significant digits reproduced.
 double LRE(double computed, double certified);
+
+/// Runs work(t) on `threads` threads at once, `reps` times each, and counts the results that differ
+/// from a single-threaded run of the same work(t). Work should include Kalix::ScratchOutstanding().
+int ConcurrentMismatches(const std::function<std::vector<double>(int)>& work, int threads = 4, int reps = 5);
 
 }  // namespace KalixTest
