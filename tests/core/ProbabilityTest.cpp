@@ -1,9 +1,7 @@
 // Probability functions against R and SciPy at ordinary points and in both tails, their
 // support edges and invalid parameters, the vector forms in both precisions, and threads.
-#include <atomic>
 #include <cmath>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -203,10 +201,9 @@ TEST(PoissonCDFInv, PAtACdfValueGivesThatK) {
     EXPECT_EQ(k + 1, PoissonCDFInv(cdf25[k] * (1 + 1e-12), 2.5));
   }
   // Both sides of the median, also through the large-lambda expansion.
-  // R: ppois(c(20, 30, 37, 38, 45, 60), 37.7); ppois(1e12 + c(-3, -1, 1, 3) * 1e6, 1e12)
-  const std::pair<double, double> cases[] = {{20, 0.0011850007334978283},         {30, 0.1179918948089807018},
-                                             {37, 0.4978664251618122871},         {38, 0.5623648146115831636},
-                                             {45, 0.8954948561020907860},         {60, 0.9997041812110264436},
+  // R: ppois(c(20, 37, 38, 60), 37.7); ppois(1e12 + c(-3, -1, 1, 3) * 1e6, 1e12)
+  const std::pair<double, double> cases[] = {{20, 0.0011850007334978283},         {37, 0.4978664251618122871},
+                                             {38, 0.5623648146115831636},         {60, 0.9997041812110264436},
                                              {1e12 - 3e6, 0.0013498943384219757}, {1e12 - 1e6, 0.1586553749168798377},
                                              {1e12 + 1e6, 0.8413448670538447027}, {1e12 + 3e6, 0.9986500982751640443}};
   for (const auto& [k, p] : cases) {
@@ -231,16 +228,10 @@ struct TVecCase {
   double (*scalar)(double);
   bool probabilities;  // argument is p rather than x
 };
-#define KALIX_CASE(Name, P, ...)                                                                                       \
-  TVecCase {                                                                                                           \
-#Name,                                                                                                             \
-        [](TDenseKalix & d,                                                                                            \
-           const TDenseKalix&                                                                                          \
-               x) { Name(d, x __VA_OPT__(, ) __VA_ARGS__); },                                                          \
-                                                           [](double                                                   \
-                                                                  x) { return Name(x __VA_OPT__(, ) __VA_ARGS__); }, P \
-  }
 // clang-format off
+#define KALIX_CASE(Name, P, ...)                                                                        \
+  TVecCase{#Name, [](TDenseKalix& d, const TDenseKalix& x) { Name(d, x __VA_OPT__(, ) __VA_ARGS__); }, \
+           [](double x) { return Name(x __VA_OPT__(, ) __VA_ARGS__); }, P}
 const TVecCase kVecCases[] = {
     KALIX_CASE(NormalPDF, false, 0.5, 2),      KALIX_CASE(NormalCDF, false, 0.5, 2),
     KALIX_CASE(NormalCDFInv, true, 0.5, 2),    KALIX_CASE(StudentPDF, false, 3.5),
@@ -265,7 +256,7 @@ const TVecCase kVecCases[] = {
 
 class ProbabilityVectorForms : public testing::TestWithParam<TMtxFloatPrecision> {};
 
-TEST_P(ProbabilityVectorForms, MatchScalarFormsInThePrecisionOfX) {
+TEST_P(ProbabilityVectorForms, MatchScalarFormsInThePrecisionOfXAndShape) {
   const TMtxFloatPrecision prec = GetParam();
   const TVec xs = Vec({-0.5, 0.2, 0.7, 1.6, 3.1}, prec);
   const TVec ps = Vec({0.001, 0.2, 0.5, 0.9, 0.999}, prec);
@@ -282,21 +273,17 @@ TEST_P(ProbabilityVectorForms, MatchScalarFormsInThePrecisionOfX) {
     }
     EXPECT_RAISES(c.vec(dst, ComplexVec()), std::string(c.name) + ": X.Complex");
   }
-}
-
-TEST_P(ProbabilityVectorForms, InPlaceAndMatrixShape) {
-  TMtx x = Mtx({{-1, 0}, {0.5, 2}}, GetParam());
-  NormalCDF(x, x, 0, 1);
-  EXPECT_EQ(2, x.Rows());
-  EXPECT_EQ(GetParam(), x.FloatPrecision());
-  EXPECT_CLOSE(NormalCDF(2, 0, 1), x(1, 1), TolFor(GetParam()));
-  EXPECT_CLOSE(0.5, x(0, 1), 0.0);
+  // In place, keeping the matrix shape.
+  TMtx m = Mtx({{-1, 0}, {0.5, 2}}, prec);
+  NormalCDF(m, m, 0, 1);
+  EXPECT_EQ(2, m.Rows());
+  EXPECT_CLOSE(NormalCDF(2, 0, 1), m(1, 1), TolFor(prec));
 }
 
 INSTANTIATE_TEST_SUITE_P(BothPrecisions, ProbabilityVectorForms, testing::ValuesIn(kRealPrecisions), PrecisionName);
 
 TEST(ProbabilityThreads, ConcurrentCallsGiveTheSameResults) {
-  auto work = [] {
+  const auto work = [](int) {
     std::vector<double> r;
     for (int i = 1; i < 60; ++i) {
       const double p = i / 60.0;
@@ -311,16 +298,7 @@ TEST(ProbabilityThreads, ConcurrentCallsGiveTheSameResults) {
     for (int i = 0; i < 3; ++i) r.push_back(d[i]);
     return r;
   };
-  const std::vector<double> expected = work();
-  std::atomic<int> mismatches{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      for (int rep = 0; rep < 5; ++rep)
-        if (work() != expected) ++mismatches;
-    });
-  for (auto& t : threads) t.join();
-  EXPECT_EQ(0, mismatches.load());
+  EXPECT_EQ(0, ConcurrentMismatches(work));
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
 #include "support/TestSupport.h"
@@ -47,34 +46,19 @@ TEST(Scratch, ConcurrentCallsGiveTheSameResults) {
     for (std::size_t i = 0; i < v.size(); ++i) v[i] = std::round(std::sin(double(i) * (t + 1.3)) * 1000.0);
     data.push_back(Vec(v, t % 2 ? mvSingle : mvDouble));
   }
-  struct TOut {
-    double median = 0, p30 = 0, tieSum = 0;
-    std::vector<double> ranks;
-    int outstanding = -1;
-  };
-  auto work = [&](int t, TOut& out) {
+  const auto work = [&](int t) {
+    const TVec& x = data[static_cast<std::size_t>(t)];
     TVec r;
-    for (int rep = 0; rep < 5; ++rep) {
-      out.median = Median(data[static_cast<std::size_t>(t)]);
-      out.p30 = Statistics::Percentile(data[static_cast<std::size_t>(t)], 0.3, Statistics::pctMethodNMinus);
-      Statistics::TiedRanks(data[static_cast<std::size_t>(t)], r, out.tieSum);
-    }
-    out.ranks = r.ToVector();
-    out.outstanding = ScratchOutstanding();
+    double tieSum = 0;
+    Statistics::TiedRanks(x, r, tieSum);
+    std::vector<double> out = r.ToVector();
+    out.push_back(tieSum);
+    out.push_back(Median(x));
+    out.push_back(Statistics::Percentile(x, 0.3, Statistics::pctMethodNMinus));
+    out.push_back(ScratchOutstanding());
+    return out;
   };
-  std::vector<TOut> serial(kThreads), parallel(kThreads);
-  for (int t = 0; t < kThreads; ++t) work(t, serial[static_cast<std::size_t>(t)]);
-  std::vector<std::thread> pool;
-  for (int t = 0; t < kThreads; ++t) pool.emplace_back(work, t, std::ref(parallel[static_cast<std::size_t>(t)]));
-  for (auto& th : pool) th.join();
-  for (int t = 0; t < kThreads; ++t) {
-    const TOut &s = serial[static_cast<std::size_t>(t)], &p = parallel[static_cast<std::size_t>(t)];
-    EXPECT_EQ(s.median, p.median);
-    EXPECT_EQ(s.p30, p.p30);
-    EXPECT_EQ(s.tieSum, p.tieSum);
-    EXPECT_EQ(s.ranks, p.ranks);
-    EXPECT_EQ(0, p.outstanding);
-  }
+  EXPECT_EQ(0, ConcurrentMismatches(work, kThreads, 5));
 }
 
 }  // namespace

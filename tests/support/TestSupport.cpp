@@ -81,8 +81,6 @@ std::vector<double> Numbers(const std::string& text) {
   return out;
 }
 
-bool StartsWith(const std::string& s, std::size_t at, const std::string& prefix) { return s.compare(at, prefix.size(), prefix) == 0; }
-
 // "Data (lines a to b)" in a NIST header: the one-based data line range.
 bool DataRange(const std::string& l, int& first, int& last) {
   const std::size_t at = l.find("(lines");
@@ -133,7 +131,8 @@ TNistFile LoadNist(const std::string& name) {
   for (std::size_t i = 0; i < f.lines.size(); ++i) {
     const std::string& l = f.lines[i];
     const std::size_t v = l.find_first_not_of(' ', 5);
-    if (StartsWith(l, 0, "Data:") && v != std::string::npos && std::isalpha(static_cast<unsigned char>(l[v]))) start = i + 1;
+    if (l.rfind("Data:", 0) == 0 && v != std::string::npos && std::isalpha(static_cast<unsigned char>(l[v])))
+      start = i + 1;
   }
   for (std::size_t i = start; i < f.lines.size(); ++i) {
     const std::string& l = f.lines[i];
