@@ -1,6 +1,6 @@
 // One-way and two-way analysis of variance against R's anova(lm(...)) / aov.
 #include <cmath>
-#include <limits>
+#include <vector>
 
 #include "support/TestSupport.h"
 
@@ -33,17 +33,11 @@ TEST_P(Anova1Precision, BothLayoutsMatchR) {
   const TANOVA1Result a = ANOVA1(m, pm), b = ANOVA1(x, g, pi);
   const double tol = GetParam() == mvSingle ? 1e-5 : 1e-12;
   for (const TANOVA1Result& r : {a, b}) {
-    // R: anova(lm(y ~ g)) columns Sum Sq, Df, Mean Sq, F value; qf(0.95, 2, 12)
-    EXPECT_CLOSE(13.116000000000012, r.SS1, tol);
-    EXPECT_CLOSE(4.2680000000000016, r.SS2, tol);
-    EXPECT_CLOSE(13.116000000000012 + 4.2680000000000016, r.SSTotal, tol);
-    EXPECT_EQ(r.Deg1, 2.0);
-    EXPECT_EQ(r.Deg2, 12.0);
-    EXPECT_EQ(r.DegTotal, 14.0);
-    EXPECT_CLOSE(6.558000000000006, r.MS1, tol);
-    EXPECT_CLOSE(0.3556666666666668, r.MS2, tol);
-    EXPECT_CLOSE(18.438612933458305, r.FDist, tol);
-    EXPECT_CLOSE(3.885293834652392, r.FCrit, 1e-12);
+    // R: anova(lm(y ~ g)) columns Sum Sq, Mean Sq, F value; qf(0.95, 2, 12)
+    ExpectAllClose({13.116000000000012, 4.2680000000000016, 13.116000000000012 + 4.2680000000000016, 6.558000000000006,
+                    0.3556666666666668, 18.438612933458305, 3.885293834652392},
+                   {r.SS1, r.SS2, r.SSTotal, r.MS1, r.MS2, r.FDist, r.FCrit}, tol);
+    EXPECT_EQ((std::vector<double>{2, 12, 14}), (std::vector<double>{r.Deg1, r.Deg2, r.DegTotal}));
   }
   // R: anova(lm(y ~ g))$"Pr(>F)"[1]
   EXPECT_CLOSE(0.00021900205227176495, pm, GetParam() == mvSingle ? 1e-4 : 1e-9);
@@ -67,12 +61,10 @@ TEST(Anova1T, UnbalancedIndexedGroupsMatchRAndAlphaSetsFCrit) {
   }
   double p;
   const TANOVA1Result r = ANOVA1(x, g, p, 0.10);
-  EXPECT_CLOSE(5.5479999999999992, r.SS1, 1e-12);
-  EXPECT_CLOSE(1.1253333333333335, r.SS2, 1e-12);
-  EXPECT_CLOSE(29.580568720379137, r.FDist, 1e-11);
+  // R: the same columns and Pr(>F); qf(0.90, 2, 12)
+  ExpectAllClose({5.5479999999999992, 1.1253333333333335, 29.580568720379137, 2.8067956057324182},
+                 {r.SS1, r.SS2, r.FDist, r.FCrit}, 1e-11);
   EXPECT_CLOSE(2.299482924096449e-05, p, 1e-8);
-  // R: qf(0.90, 2, 12)
-  EXPECT_CLOSE(2.8067956057324182, r.FCrit, 1e-12);
 }
 
 TEST(Anova1T, ManyShuffledGroupsAgreeWithTheColumnLayout) {
@@ -91,10 +83,8 @@ TEST(Anova1T, ManyShuffledGroupsAgreeWithTheColumnLayout) {
   }
   double pm, pi;
   const TANOVA1Result a = ANOVA1(m, pm), b = ANOVA1(x, g, pi);
-  EXPECT_CLOSE(a.SS1, b.SS1, 1e-12);
-  EXPECT_CLOSE(a.SS2, b.SS2, 1e-12);
-  EXPECT_EQ(b.Deg1, k - 1.0);
-  EXPECT_EQ(b.Deg2, n - k + 0.0);
+  ExpectAllClose({a.SS1, a.SS2}, {b.SS1, b.SS2}, 1e-12);
+  EXPECT_EQ((std::vector<double>{k - 1.0, n - k + 0.0}), (std::vector<double>{b.Deg1, b.Deg2}));
   EXPECT_CLOSE(pm, pi, 1e-10);
 }
 
@@ -102,21 +92,13 @@ TEST(Anova1T, FDecisionBranchesAndMissingGroup) {
   double p = -1;
   // Equal group means: SSB = 0 gives F = 0 and p = 1.
   TANOVA1Result r = ANOVA1(Mtx({{1, 2}, {3, 2}, {2, 2}}), p);
-  EXPECT_EQ(r.SS1, 0.0);
-  EXPECT_EQ(r.FDist, 0.0);
-  EXPECT_EQ(p, 1.0);
+  ExpectAllClose({0, 0, 1}, {r.SS1, r.FDist, p}, 0);
   // No spread inside the groups but different means: F = Inf, p = 0.
   r = ANOVA1(Mtx({{1, 4, 7}, {1, 4, 7}}), p);
-  EXPECT_EQ(r.SS2, 0.0);
-  EXPECT_EQ(r.FDist, Kalix::INF);
-  EXPECT_EQ(p, 0.0);
-  EXPECT_CLOSE(36.0, r.SS1, 1e-14);
+  ExpectAllClose({36, 0, Kalix::INF, 0}, {r.SS1, r.SS2, r.FDist, p}, 1e-14);
   // Group 1 never occurs: its mean is NaN, and so is SSB; k - 1 = 2 still counts it.
   r = ANOVA1(Vec({1, 2, 3, 4}), TVecInt({0, 0, 2, 2}), p);
-  EXPECT_TRUE(std::isnan(r.SS1));
-  EXPECT_TRUE(std::isnan(r.FDist));
-  EXPECT_EQ(r.Deg1, 2.0);
-  EXPECT_EQ(r.Deg2, 1.0);
+  ExpectAllClose({NAN, NAN, 2, 1}, {r.SS1, r.FDist, r.Deg1, r.Deg2}, 0);
 }
 
 TEST(Anova1T, LargeCommonOffsetKeepsItsDigitsInSinglePrecision) {
@@ -132,8 +114,7 @@ TEST(Anova1T, LargeCommonOffsetKeepsItsDigitsInSinglePrecision) {
   double p;
   const TANOVA1Result r = ANOVA1(x, g, p);
   // Exact: SSB = n * 0.5^2 = 2500, SSW = n * 0.25^2 = 625.
-  EXPECT_CLOSE(2500.0, r.SS1, 1e-5);
-  EXPECT_CLOSE(625.0, r.SS2, 1e-5);
+  ExpectAllClose({2500, 625}, {r.SS1, r.SS2}, 1e-5);
 }
 
 TEST(Anova2T, WithoutReplicationMatchesRAndLeavesInteractionNaN) {
@@ -142,25 +123,17 @@ TEST(Anova2T, WithoutReplicationMatchesRAndLeavesInteractionNaN) {
   const TMtx d = Mtx({{12.1, 14.3, 13.0}, {11.4, 13.9, 12.2}, {13.8, 15.6, 14.1}, {10.9, 12.8, 12.5}});
   double pr, pc, pi = 0.5;
   const TANOVA2Result r = ANOVA2(d, pr, pc, pi, 1);
-  EXPECT_CLOSE(10.136666666666665, r.SS1, 1e-12);
-  EXPECT_CLOSE(8.8799999999999724, r.SS2, 1e-12);
-  EXPECT_CLOSE(0.77333333333333321, r.SS4, 1e-12);
-  EXPECT_CLOSE(19.789999999999999, r.SSTotal, 1e-13);  // R: sum((yy - mean(yy))^2)
-  EXPECT_EQ(r.Deg1, 3.0);
-  EXPECT_EQ(r.Deg2, 2.0);
-  EXPECT_EQ(r.Deg4, 6.0);
-  EXPECT_EQ(r.DegTotal, 11.0);
-  EXPECT_CLOSE(0.77333333333333321 / 6, r.MS4, 1e-12);
+  // R: Sum Sq of R, C and Residuals; sum((yy - mean(yy))^2); Mean Sq of Residuals
+  ExpectAllClose(
+      {10.136666666666665, 8.8799999999999724, 0.77333333333333321, 19.789999999999999, 0.77333333333333321 / 6},
+      {r.SS1, r.SS2, r.SS4, r.SSTotal, r.MS4}, 1e-12);
+  EXPECT_EQ((std::vector<double>{3, 2, 6, 11}), (std::vector<double>{r.Deg1, r.Deg2, r.Deg4, r.DegTotal}));
   // Deliberate product form F = SS * (SSE/dfE) / df, not R's ratio (26.2 and 34.4 here).
   // R: Fr <- ssr*(sse/6)/3; Fc <- ssc*(sse/6)/2; pf(c(Fr, Fc), c(3, 2), 6, lower = FALSE); qf(0.95, c(3, 2), 6)
-  EXPECT_CLOSE(0.43550123456790107, r.FDist1, 1e-11);
-  EXPECT_CLOSE(0.5722666666666647, r.FDist2, 1e-11);
-  EXPECT_CLOSE(0.73564028431226713, pr, 1e-10);
-  EXPECT_CLOSE(0.59228693214315853, pc, 1e-10);
-  EXPECT_CLOSE(4.7570626630894148, r.FCrit1, 1e-12);
-  EXPECT_CLOSE(5.1432528497847176, r.FCrit2, 1e-12);
-  for (double v : {r.SS3, r.Deg3, r.MS3, r.FDist3, r.FCrit3}) EXPECT_TRUE(std::isnan(v));
-  EXPECT_EQ(pi, 0.0);
+  ExpectAllClose({0.43550123456790107, 0.5722666666666647, 0.73564028431226713, 0.59228693214315853, 4.7570626630894148,
+                  5.1432528497847176},
+                 {r.FDist1, r.FDist2, pr, pc, r.FCrit1, r.FCrit2}, 1e-10);
+  ExpectAllClose({NAN, NAN, NAN, NAN, NAN, 0}, {r.SS3, r.Deg3, r.MS3, r.FDist3, r.FCrit3, pi}, 0);
 }
 
 TEST(Anova2T, WithReplicationsMatchesR) {
@@ -171,22 +144,14 @@ TEST(Anova2T, WithReplicationsMatchesR) {
                       {5.7, 5.5, 8.8}});
   double pr, pc, pi;
   const TANOVA2Result r = ANOVA2(d, pr, pc, pi, 3);
-  EXPECT_CLOSE(1.0755555555555534, r.SS1, 1e-12);
-  EXPECT_CLOSE(21.947777777777784, r.SS2, 1e-12);
-  EXPECT_CLOSE(4.5811111111111078, r.SS3, 1e-12);
-  EXPECT_CLOSE(1.6600000000000019, r.SS4, 1e-12);
-  EXPECT_CLOSE(29.264444444444447, r.SSTotal, 1e-13);
-  EXPECT_EQ(r.Deg1, 1.0);
-  EXPECT_EQ(r.Deg2, 2.0);
-  EXPECT_EQ(r.Deg3, 2.0);
-  EXPECT_EQ(r.Deg4, 12.0);
-  EXPECT_CLOSE(4.5811111111111078 / 2, r.MS3, 1e-12);
+  ExpectAllClose({1.0755555555555534, 21.947777777777784, 4.5811111111111078, 1.6600000000000019, 29.264444444444447,
+                  4.5811111111111078 / 2},
+                 {r.SS1, r.SS2, r.SS3, r.SS4, r.SSTotal, r.MS3}, 1e-12);
+  EXPECT_EQ((std::vector<double>{1, 2, 2, 12}), (std::vector<double>{r.Deg1, r.Deg2, r.Deg3, r.Deg4}));
   // R: product-form F of each effect with sse/12; pf(F, df, 12, lower = FALSE); qf(0.95, 2, 12)
-  EXPECT_CLOSE(0.31686018518518533, r.FDist3, 1e-11);
-  EXPECT_CLOSE(0.70644994525697491, pr, 1e-10);
-  EXPECT_CLOSE(0.25838936775191951, pc, 1e-10);
-  EXPECT_CLOSE(0.73434461631032322, pi, 1e-10);
-  EXPECT_CLOSE(3.885293834652392, r.FCrit3, 1e-12);
+  ExpectAllClose(
+      {0.31686018518518533, 0.70644994525697491, 0.25838936775191951, 0.73434461631032322, 3.885293834652392},
+      {r.FDist3, pr, pc, pi, r.FCrit3}, 1e-10);
 }
 
 TEST(Anova2T, ZeroErrorDecidesEachEffectBySpread) {
@@ -194,13 +159,7 @@ TEST(Anova2T, ZeroErrorDecidesEachEffectBySpread) {
   const TMtx d = Mtx({{1, 5}, {1, 5}, {1, 5}, {1, 5}});
   double pr, pc, pi;
   const TANOVA2Result r = ANOVA2(d, pr, pc, pi, 2);
-  EXPECT_EQ(r.SS4, 0.0);
-  EXPECT_EQ(r.FDist1, 0.0);
-  EXPECT_EQ(pr, 1.0);
-  EXPECT_EQ(r.FDist2, Kalix::INF);
-  EXPECT_EQ(pc, 0.0);
-  EXPECT_EQ(r.FDist3, 0.0);
-  EXPECT_EQ(pi, 1.0);
+  ExpectAllClose({0, 0, 1, Kalix::INF, 0, 0, 1}, {r.SS4, r.FDist1, pr, r.FDist2, pc, r.FDist3, pi}, 0);
 }
 
 TEST(AnovaMessages, TextsAndOrder) {
