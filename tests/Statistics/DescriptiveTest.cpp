@@ -221,6 +221,7 @@ TEST(Descriptive, MessagesAndCheckOrder) {
   EXPECT_RAISES(Statistics::MeanT(TVec(), 0.1), "Values: index out of range");  // the percentile rule's
   EXPECT_RAISES(Statistics::Mode(ComplexVec(), 0, 1), "Mode: Complex = true");
   EXPECT_RAISES(Statistics::Mode(x, 2, 2), "Copy: index out of range");
+  EXPECT_RAISES(Statistics::Mode(x, -1, 2), "Copy: index out of range");  // the only negative-index copy
   EXPECT_RAISES(Statistics::Moment(ComplexVec(), 0.0, 1), "Moment : X.Complex = true");
   double v = 5.0;
   EXPECT_RAISES(Statistics::Covariance(ComplexVec(), v, false), "Covariance: X.Complex");

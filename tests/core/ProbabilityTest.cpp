@@ -191,7 +191,7 @@ TEST(ProbabilityValues, InvalidArgumentsGiveNaNWithoutThrowing) {
   for (std::size_t i = 0; i < std::size(values); ++i) EXPECT_TRUE(std::isnan(values[i])) << "value " << i;
 }
 
-TEST(PoissonCDFInv, PAtACdfValueGivesThatK) {
+TEST(PoissonCDFInv, PAtACdfValueGivesThatKInBothTails) {
   // R: ppois(0:8, 2.5)
   const double cdf25[] = {0.0820849986238988,  0.28729749518364578, 0.54381311588332959,
                           0.75757613313306593, 0.89117801891415127, 0.95797896180469388,
@@ -211,11 +211,8 @@ TEST(PoissonCDFInv, PAtACdfValueGivesThatK) {
     EXPECT_EQ(k, PoissonCDFInv(p, lambda)) << "lambda " << lambda;
     EXPECT_EQ(k + 1, PoissonCDFInv(p + std::fmin(p, 1 - p) * 1e-9, lambda)) << "lambda " << lambda;
   }
-}
-
-TEST(PoissonCDFInv, UpperTailDecidedOnTheSmallerTail) {
-  // p = 1 - 1e-15, so 1 - p = 9.9920072216264089e-16 (exact); R: ppois(c(43, 44), 10,
-  // lower.tail = FALSE) = 2.1920510615672264e-15, 4.8417703571274327e-16.
+  // The upper tail is decided on the smaller tail. p = 1 - 1e-15, so 1 - p = 9.9920072216264089e-16 (exact); R:
+  // ppois(c(43, 44), 10, lower.tail = FALSE) = 2.1920510615672264e-15, 4.8417703571274327e-16.
   EXPECT_EQ(44, PoissonCDFInv(1 - 1e-15, 10));
   // R: ppois(1000000015036930 + 0:1, 1e15) = 0.68278806750867937, 0.68278807877575109
   EXPECT_EQ(1000000015036931, PoissonCDFInv(0.68278807867318392, 1e15));
