@@ -220,7 +220,8 @@ INSTANTIATE_TEST_SUITE_P(Precisions, LinRegressPrecision, testing::ValuesIn(kRea
 
 TEST(PRESST, MatchesRAndAlwaysAddsTheIntercept) {
   const TData d = Data();
-  // R: sum((resid(f) / (1 - hatvalues(f)))^2)
+  // R, leave-one-out refits: d <- data.frame(y, x1, x2, x3)
+  //   sum(sapply(1:12, function(i) (y[i] - predict(lm(y ~ ., d[-i, ]), d[i, ]))^2))
   EXPECT_CLOSE(25.459288253912259, PRESS(d.A, d.y), 1e-12);
   // A column of ones in A makes the design singular.
   TMtx ones(12, 2);
