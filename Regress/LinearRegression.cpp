@@ -101,31 +101,27 @@ void PrependOnes(const TMtx& A, TMtx& D) {
   WithPrecision(A, [&](auto t) { PrependOnesKernel<typename decltype(t)::type>(A, D); });
 }
 
-// (M^T M)^-1 of a design with at least as many rows as columns, as R^-1 R^-T from M = QR.
-// Forming M^T M squares the condition number of M; the triangular factor keeps it, so
-// ill-conditioned polynomial designs keep about twice the digits in their standard errors.
-// A singular R makes the core's inverse raise, as it would for the singular M^T M.
-void InverseFactor(const TMtx& M, TMtx& RInv) {
-  LQR(M, RInv);
-  Inv(RInv);
-}
-
-// V = (M^T M)^-1. A wide M has a singular M^T M and no square R: formed and inverted the
-// direct way, so the core reports it as any singular normal matrix.
-void NormalInverse(const TMtx& M, TMtx& V) {
+// V = (M^T M)^-1 from the triangular factor R of M = QR, as R^-1 R^-T. Forming M^T M squares
+// the condition number of M; R keeps it, so ill-conditioned polynomial designs keep about
+// twice the digits in their standard errors. A singular R makes the core's inverse raise, as
+// it would for the singular M^T M. A wide M has a singular M^T M and no square R: formed and
+// inverted the direct way, so the core reports it as any singular normal matrix.
+void NormalInverse(const TMtx& M, TMtx& R, TMtx& V) {
   if (M.Rows() < M.Cols()) {
     Mul(V, M, M, opTrans);
     Inv(V);
     return;
   }
-  TMtxScratch rinv;
-  InverseFactor(M, *rinv);
-  Mul(V, *rinv, *rinv, opNone, opTrans);
+  if (R.Rows() != M.Cols()) LQR(M, R);
+  Inv(R);
+  Mul(V, R, R, opNone, opTrans);
 }
 
 void SolveLeastSquares(const TMtx& M, const TVec& y, TVec& B, TRegSolveMethod Method, TVec* YCalc, TMtx* V) {
+  // The QR solve hands back its triangular factor, so V costs no second pass over M.
+  TMtxScratch r;
   switch (Method) {
-    case regSolveLQR: LQRSolve(B, M, y); break;
+    case regSolveLQR: LQRSolve(B, M, y, V ? &*r : nullptr); break;
     case regSolveSVD: {
       TVecScratch sv;
       SVDSolve(B, M, y, *sv, 1e-9);
@@ -135,7 +131,7 @@ void SolveLeastSquares(const TMtx& M, const TVec& y, TVec& B, TRegSolveMethod Me
     default: ERaise("MulLinRegress: unknown SolveMethod");
   }
   if (YCalc) Mul(*YCalc, M, B);
-  if (V) NormalInverse(M, *V);
+  if (V) NormalInverse(M, *r, *V);
 }
 
 // Multiplies row i of M by s[i].
@@ -363,12 +359,11 @@ double PRESS(const TMtx& A, const TVec& Y) {
     SolveLeastSquares(*d, Y, *b, regSolveLQR, &*yc, &*z);
     return WithPrecision(Y, [&](auto t) { return PressFromV<typename decltype(t)::type>(*d, Y, *yc, *z); });
   }
-  SolveLeastSquares(*d, Y, *b, regSolveLQR, &*yc, nullptr);
-  {
-    TMtxScratch rinv;
-    InverseFactor(*d, *rinv);
-    Mul(*z, *d, *rinv);  // row i of D R^-1 has squared norm h[i]
-  }
+  TMtxScratch rinv;
+  LQRSolve(*b, *d, Y, &*rinv);
+  Mul(*yc, *d, *b);
+  Inv(*rinv);
+  Mul(*z, *d, *rinv);  // row i of D R^-1 has squared norm h[i]
   return WithPrecision(Y, [&](auto t) { return PressKernel<typename decltype(t)::type>(Y, *yc, *z); });
 }
 

@@ -316,8 +316,10 @@ ColMat<T> TruncatedSVDSolve(const ColMat<T>& M, const ColMat<T>& Z, Index rank) 
 
 // Least-squares solution X (n x k) of A X = Y: back substitution on the reduced R when A has
 // full column rank, the truncated-SVD minimum-norm solution otherwise (and for wide A).
+// The triangular factor of a tall A is stored in *ROut when asked (callers reuse it for
+// (A^T A)^-1 without a second pass over the data).
 template <class T>
-ColMat<T> LeastSquares(const RowRef<T>& A, const RowRef<T>& Y) {
+ColMat<T> LeastSquares(const RowRef<T>& A, const RowRef<T>& Y, ColMat<T>* ROut = nullptr) {
   const Index m = A.rows(), n = A.cols(), k = Y.cols();
   if (n == 0) return ColMat<T>(0, k);
   if (m == 0) return ColMat<T>::Zero(n, k);
@@ -325,6 +327,7 @@ ColMat<T> LeastSquares(const RowRef<T>& A, const RowRef<T>& Y) {
   if (m >= n) {
     const ColMat<T> RZ = ReduceTall<T>(A, Y);
     const ColMat<T> R = RZ.leftCols(n);
+    if (ROut != nullptr) *ROut = R;
     if (!R.allFinite()) return ColMat<T>::Constant(n, k, NaN<T>());
     const ColMat<T> Z = RZ.rightCols(k);
     const Index rank = NumericalRank<T>(R, tol);
@@ -442,14 +445,17 @@ void Mul(TVec& Dst, const TMtx& A, const TVec& x, TMtxOperation OpA) {
   });
 }
 
-void LQRSolve(TVec& X, const TMtx& A, const TVec& Y) {
+void LQRSolve(TVec& X, const TMtx& A, const TVec& Y, TMtx* R) {
   if (A.Complex() || Y.Complex()) ERaise("LQRSolve: A.Complex or Y.Complex");
   if (A.FloatPrecision() != Y.FloatPrecision()) ERaise("LQRSolve: A.FloatPrecision <> Y.FloatPrecision");
   if (A.Rows() != Y.Length()) ERaise("LQRSolve: A.Rows <> Y.Length");
   WithPrecision(A, [&](auto t) {
     using T = typename decltype(t)::type;
-    const ColMat<T> sol = LeastSquares<T>(Map<T>(A), AsColumn<T>(Y));
+    ColMat<T> r(0, 0);
+    const bool tall = R != nullptr && A.Rows() >= A.Cols() && A.Cols() > 0;
+    const ColMat<T> sol = LeastSquares<T>(Map<T>(A), AsColumn<T>(Y), tall ? &r : nullptr);
     Assign<T>(X, sol.col(0));
+    if (R != nullptr) Assign<T>(*R, r);
   });
 }
 

@@ -23,8 +23,10 @@ KALIX_EXPORT void Mul(TVec& Dst, const TMtx& A, const TVec& x, TMtxOperation OpA
 
 /// Least-squares solution X of A * X = Y by Householder QR; the minimum-norm solution when A
 /// is wide or rank-deficient. Tall systems are reduced block by block, so the data are read
-/// once and the work stays in cache.
-KALIX_EXPORT void LQRSolve(TVec& X, const TMtx& A, const TVec& Y);
+/// once and the work stays in cache. If R is given it receives the Cols x Cols triangular
+/// factor of A (diagonal signs as the reduction left them) when A has at least as many rows
+/// as columns, and is emptied otherwise.
+KALIX_EXPORT void LQRSolve(TVec& X, const TMtx& A, const TVec& Y, TMtx* R = nullptr);
 KALIX_EXPORT void LQRSolve(TMtx& X, const TMtx& A, const TMtx& Y);
 /// Upper-triangular factor R (min(Rows, Cols) x Cols) of A = Q * R, and Q (Rows x min) if asked.
 KALIX_EXPORT void LQR(const TMtx& A, TMtx& R, TMtx* Q = nullptr);

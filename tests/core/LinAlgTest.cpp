@@ -61,8 +61,10 @@ TEST_P(LinAlgP, LQRSolveLeastSquaresAndMinimumNorm) {
   LQRSolve(x, Mtx({{1, 2, 3}, {2, 1, 3}, {3, 5, 8}, {4, 3, 7}, {5, 7, 12}}, p), Vec({1, 2, 4, 3, 6}, p));
   ExpectAllClose({0.17424242424242403, 0.15151515151515166, 0.3257575757575757}, x, TolFor(p));
   // Wide. numpy.linalg.lstsq(W, yw, rcond=None)[0]
-  LQRSolve(x, Mtx({{1, 2, 3, 4}, {2, -1, 0, 1}}, p), Vec({3, 1}, p));
+  TMtx R = Mtx({{9}});
+  LQRSolve(x, Mtx({{1, 2, 3, 4}, {2, -1, 0, 1}}, p), Vec({3, 1}, p), &R);
   ExpectAllClose({0.30487804878048785, 0.060975609756097615, 0.2560975609756098, 0.451219512195122}, x, TolFor(p));
+  EXPECT_EQ(R.Length(), 0);  // no square factor for a wide system
   // Wide with proportional rows. numpy.linalg.lstsq([[1,2,3],[2,4,6]], [1,2], rcond=None)[0]
   LQRSolve(x, Mtx({{1, 2, 3}, {2, 4, 6}}, p), Vec({1, 2}, p));
   ExpectAllClose({0.0714285714285714, 0.14285714285714282, 0.21428571428571425}, x, TolFor(p));
@@ -82,8 +84,14 @@ TEST_P(LinAlgP, LQRSolveManyBlocksRecoversExactCoefficients) {
     for (int j = 0; j < 5; ++j) s += A(i, j) * beta[static_cast<std::size_t>(j)];
     y[i] = s;
   }
-  LQRSolve(x, A, y);
+  TMtx R = Mtx({{9}});
+  LQRSolve(x, A, y, &R);
   ExpectAllClose(beta, x, p == mvSingle ? 1e-4 : 1e-12);
+  // The factor the blocked reduction hands back is triangular with R^T R = A^T A.
+  ASSERT_EQ(R.Rows(), 5);
+  ASSERT_EQ(R.Cols(), 5);
+  EXPECT_EQ(R(4, 0), 0.0);
+  EXPECT_LT(MaxDiff(Product(R, R, opTrans), Product(A, A, opTrans)), p == mvSingle ? 1e-5 : 1e-13);
   // A column in other units (an exact power-of-two rescaling) is not mistaken for a
   // collinear one: its coefficient rescales and nothing else changes.
   const double s = std::ldexp(1.0, -40);
