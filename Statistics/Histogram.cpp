@@ -192,6 +192,8 @@ void Histogram(const TVec& Data, const TVec& Bins, TVec& Results) {
   // Deliberate: a blank before the colon in both texts.
   if (Data.Complex()) ERaise("Histogram : Data.Complex = true");
   if (n < 1) ERaise("Histogram : Bins.Length < 1");
+  // The edge vector holds n + 2 elements.
+  if (n > INT_MAX - 2) ERaise("Histogram : Bins.Length + 2 edges exceed the largest vector");
   TVecIntScratch counts;
   counts->Size(n, prInt32);
   WithPrecision(Data, [&](auto t) {

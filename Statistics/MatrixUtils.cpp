@@ -1,6 +1,7 @@
 // Full factorial designs, distinct values with their counts, row and column removal, and
 // Cronbach's alpha.
 
+#include <cmath>
 #include <complex>
 #include <cstdint>
 #include <type_traits>
@@ -119,7 +120,10 @@ void FullFactDesign(int n, TMtx& Dst, TMtxFloatPrecision Precision, const TVec* 
 }
 
 void FullFactDesign(const TVec& Levels, TMtx& Dst) {
-  const int rows = aRound(Product(Levels));
+  const double product = Product(Levels);
+  // A product past the int range would be saturated into a wrong (and huge) row count.
+  if (std::fabs(product) >= 2147483647.5) ERaise("FullFactDesign: too many rows");
+  const int rows = aRound(product);
   const int k = Levels.Length();
   Dst.Size(rows, k, Levels.FloatPrecision());
   Dst.SetZero();

@@ -83,7 +83,8 @@ KALIX_EXPORT void RangeCols(const TMtx& M, TVec& Result);
 KALIX_EXPORT void FullFactDesign(int n, TMtx& Dst, Kalix::TMtxFloatPrecision Precision = Kalix::mvDouble,
                                  const TVec* MulVec = nullptr);
 /// Mixed-level full factorial design: prod(Levels) rows, levels coded 1 .. L, column 0 fastest.
-/// Dst takes Levels' precision. Raises "FullFactDesign: a level rounds to 0".
+/// Dst takes Levels' precision. Raises "FullFactDesign: too many rows" (product beyond the int
+/// range), "FullFactDesign: a level rounds to 0".
 KALIX_EXPORT void FullFactDesign(const TVec& Levels, TMtx& Dst);
 /// Sorted distinct values of Src in Dst and, if asked, their counts; for constant data (or one
 /// element) the last count is deliberately left as sizing left it. Raises "Unique: Src.Complex".

@@ -77,6 +77,9 @@ TEST_P(DescriptivePrecision, MeansAgreeWithR) {
   EXPECT_CLOSE(5.166666666666667, Statistics::MeanT(x, 0.25), tol());
   // R: mean(c(10, 2, 7, 1, 30, 4, 5, 3))
   EXPECT_CLOSE(7.75, Statistics::MeanT(x, 0.0), tol());
+  // Bounds that coincide with tied data (4 and 9) keep every copy of them.
+  // R: q <- quantile(v, c(0.25, 0.75), type = 6); mean(v[v >= q[1] & v <= q[2]])
+  EXPECT_CLOSE(5.4000000000000004, Statistics::MeanT(Vec({9, 4, 20, 1, 4, 6, 4}, p()), 0.5), tol());
   // Both percentiles fall between the two values: nothing is left.
   EXPECT_TRUE(std::isnan(Statistics::MeanT(Vec({1, 2}, p()), 0.999)));
   EXPECT_TRUE(std::isnan(Statistics::MeanT(x, kNaN)));

@@ -46,6 +46,8 @@ TEST(FullFactDesign, MixedLevels) {
   EXPECT_EQ(mvSingle, d.FloatPrecision());
   EXPECT_EQ((std::vector<double>{1, 1, 1, 2, 1, 1, 3, 1, 1, 1, 1, 2, 2, 1, 2, 3, 1, 2}), d.ToVector());
   EXPECT_RAISES(Statistics::FullFactDesign(Vec({2, 0.4, 5}), d), "FullFactDesign: a level rounds to 0");
+  // 3e9 rows would otherwise be saturated to 2^31 - 1 and allocated.
+  EXPECT_RAISES(Statistics::FullFactDesign(Vec({3e9}), d), "FullFactDesign: too many rows");
   EXPECT_RAISES(Statistics::FullFactDesign(ComplexVec(), d), "Product: X.Complex");
 }
 
