@@ -2,6 +2,8 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <span>
 #include <type_traits>
 
@@ -98,6 +100,8 @@ void PrependOnesKernel(const TMtx& A, TMtx& D) {
 }
 
 void PrependOnes(const TMtx& A, TMtx& D) {
+  // An empty A may have INT_MAX columns; one more cannot be counted.
+  if (A.Cols() == std::numeric_limits<int>::max()) ERaise("Size: too many elements");
   WithPrecision(A, [&](auto t) { PrependOnesKernel<typename decltype(t)::type>(A, D); });
 }
 
@@ -179,10 +183,11 @@ void FillStats(double SST, double SSE, double eps, int n, int p, TRegStats& Stat
   clamp(SST);
   clamp(SSE);
   clamp(SSR);
-  const int dfE = n - p;
+  // Counts of 32 bits, formed in 64 so an absurd NumParams wraps instead of overflowing.
+  const int dfE = static_cast<int>(std::int64_t{n} - p);
   // Deliberate: dfT = n - 1 and dFR = p - 1 also without a constant term.
   const int dfT = n - 1;
-  const int dFR = p - 1;
+  const int dFR = static_cast<int>(std::int64_t{p} - 1);
   Stats.SSE = SSE;
   Stats.SST = SST;
   Stats.SSR = SSR;

@@ -1,5 +1,6 @@
 // Straight-line and multiple linear regression, regression statistics, R2 and PRESS.
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "support/TestSupport.h"
@@ -11,6 +12,12 @@ using namespace Regress;
 using Kalix::mvDouble;
 using Kalix::mvSingle;
 using Kalix::TMtxFloatPrecision;
+
+// Ordinals and field order are part of the interface: designated initialisers must follow it.
+static_assert(regSolveLQR == 0 && regSolveSVD == 1 && regSolveLU == 2);
+[[maybe_unused]] constexpr TRegStats kFieldOrder{
+    .SSE = 0, .SST = 0, .SSR = 0, .ResidualVar = 0, .R2 = 0, .AdjustedR2 = 0, .dfE = 0, .dfT = 0, .StdError = 0,
+    .FStats = {.SSE = 0, .SSR = 0, .dFE = 0, .dFR = 0, .F = 0, .Signif = 0}};
 
 // The data of the R commands below: y ~ x1 + x2 + x3 with weights w.
 //   x1 <- 1:12; x2 <- c(4.1, 2.3, 5.7, 1.2, 8.8, 3.3, 6.1, 7.4, 2.9, 9.5, 4.4, 6.6)
@@ -140,6 +147,16 @@ TEST(RegressTestT, PerfectFitGivesZeroSSEInfiniteFAndZeroSignificance) {
   RegressTest(y, yc, 1, st);
   EXPECT_EQ(st.FStats.dFR, 0);
   EXPECT_EQ(st.FStats.F, Kalix::INF);
+  // Single data clamp at the single epsilon: an SSE of (2^-23)^2 is noise there.
+  const TVec ys = Vec({1, 2, 3, 4, 5}, mvSingle);
+  TVec ycs = ys;
+  ycs[0] = 1.0 + std::ldexp(1.0, -23);
+  RegressTest(ys, ycs, 2, st);
+  ExpectAllClose({0, 10, Kalix::INF, 0}, {st.SSE, st.SST, st.FStats.F, st.FStats.Signif}, 0);
+  // An absurd NumParams wraps the 32-bit counts rather than overflowing them.
+  constexpr int kMin = std::numeric_limits<int>::min();
+  RegressTest(y, yc, kMin, st);
+  EXPECT_EQ((std::vector<int>{5 + kMin, std::numeric_limits<int>::max()}), (std::vector<int>{st.dfE, st.FStats.dFR}));
 }
 
 TEST(MulLinRegressT, OptionalOutputsMaySkipAndSingularSystemRaisesOnlyForV) {
@@ -233,15 +250,20 @@ TEST(LinearRegressionMessages, TextsAndOrder) {
   const TVec y3 = Vec({1, 2, 3}), y3s = Vec({1, 2, 3}, mvSingle), y2 = Vec({1, 2}), c = ComplexVec();
   const TMtx A2 = Mtx({{1}, {2}});
   TVec b, yc;
+  const TVec y2s = Vec({1, 2}, mvSingle);
   TRegStats st;
   // Each input breaks the check named and every later one.
   EXPECT_RAISES(MulLinRegress(y3s, A2, b), "MulLinRegress: y.FloatPrecision <> A.FloatPrecision");
   EXPECT_RAISES(MulLinRegress(y3, A2, b), "MulLinRegress: y.Length <> A.Rows");
-  EXPECT_RAISES(MulLinRegress(c, ComplexMtx(), b, c), "MulLinRegress: Y.Complex or A.Complex");
+  EXPECT_RAISES(MulLinRegress(c, ComplexMtx(), b, y3s), "MulLinRegress: Y.Complex or A.Complex");
   EXPECT_RAISES(MulLinRegress(y3, A2, b, y3s), "MulLinRegress: Y.FloatPrecision <> Weights.FloatPrecision");
   // Deliberate: the weighted form compares no lengths; the core refuses short weights itself.
   EXPECT_RAISES(MulLinRegress(y3, Mtx({{1}, {2}, {3}}), b, y2), "Mul: X.Length <> Y.Length");
   EXPECT_RAISES(PRESS(A2, y3), "MulLinRegress: y.Length <> A.Rows");
+  // An empty design with INT_MAX columns has no room for the column of ones.
+  const TMtx wide(0, std::numeric_limits<int>::max());
+  EXPECT_RAISES(MulLinRegress(TVec(), wide, b), "Size: too many elements");
+  EXPECT_RAISES(PRESS(wide, TVec()), "Size: too many elements");
 
   EXPECT_RAISES(LinRegress(y3s, y2, b), "LinRegress : X.Length <> Y.Length");
   EXPECT_RAISES(LinRegress(y3s, y3, b), "LinRegress : X.FloatPrecision <> Y.FloatPrecision");
@@ -249,7 +271,7 @@ TEST(LinearRegressionMessages, TextsAndOrder) {
   EXPECT_RAISES(LinRegress(y3, y3, b, true, &y2), "LinRegress : (Weights.Length <> X.Length)");
   EXPECT_RAISES(LinRegress(y3, y3, b, true, &y3s), "LinRegress : (Weights.FloatPrecision <> X.FloatPrecision)");
 
-  EXPECT_RAISES(RegressTest(y3, y2, 1, st, true, &y2), "RegressTest: Y.Length <> YCalc.Length");
+  EXPECT_RAISES(RegressTest(y3, y2s, 1, st, true, &y2), "RegressTest: Y.Length <> YCalc.Length");
   EXPECT_RAISES(RegressTest(y3, y3s, 1, st, true, &y2), "RegressTest: Y.FloatPrecision <> YCalc.FloatPrecision");
   EXPECT_RAISES(RegressTest(y3, y3, 1, st, true, &y2), "RegressTest: Weights.Length <> Y.Length");
   EXPECT_RAISES(RegressTest(y3, y3, 1, st, true, &y3s), "RegressTest: Weights.FloatPrecision <> Y.FloatPrecision");
