@@ -1,6 +1,7 @@
 #include "Ops.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <string>
 
@@ -41,6 +42,13 @@ void Binary(TDenseKalix& X, const TDenseKalix& Y, const char* name, F f) {
     auto y = Y.Span<T>();
     for (std::size_t i = 0; i < x.size(); ++i) x[i] = static_cast<T>(f(x[i], y[i]));
   });
+}
+
+// a + b for two container dimensions, refused when it leaves the 32-bit range.
+int SumOfSizes(int a, int b) {
+  const long long n = static_cast<long long>(a) + b;
+  if (n > INT_MAX) ERaise("Size: too many elements");
+  return static_cast<int>(n);
 }
 
 template <class T>
@@ -147,7 +155,7 @@ void ZScore(TDenseKalix& X) {
   RequireReal(X, "ZScore");
   if (X.KalixType() == ktVec) {
     const double m = Mean(X);
-    Normalize(X, X, m, StdDev(X, m));
+    Normalize(X, X, m, StdDev(X));
     return;
   }
   auto& A = static_cast<TMtx&>(X);
@@ -184,7 +192,7 @@ void Reverse(TVec& X) {
 
 void Concat(TVec& Dst, const TVec& A, const TVec& B) {
   if (A.FloatPrecision() != B.FloatPrecision()) ERaise("Concat: A.FloatPrecision <> B.FloatPrecision");
-  TVec out(A.Length() + B.Length(), A.FloatPrecision());
+  TVec out(SumOfSizes(A.Length(), B.Length()), A.FloatPrecision());
   out.Copy(A, 0, 0, A.Length());
   out.Copy(B, 0, A.Length(), B.Length());
   Dst = std::move(out);
@@ -234,7 +242,7 @@ void VanderMonde(TMtx& Dst, const TVec& x, int Cols) {
 void ConcatHorz(TMtx& Dst, const TMtx& A, const TMtx& B) {
   if (A.Rows() != B.Rows()) ERaise("ConcatHorz: A.Rows <> B.Rows");
   if (A.FloatPrecision() != B.FloatPrecision()) ERaise("ConcatHorz: A.FloatPrecision <> B.FloatPrecision");
-  TMtx out(A.Rows(), A.Cols() + B.Cols(), A.FloatPrecision());
+  TMtx out(A.Rows(), SumOfSizes(A.Cols(), B.Cols()), A.FloatPrecision());
   for (int r = 0; r < A.Rows(); ++r) {
     for (int c = 0; c < A.Cols(); ++c) out.SetCValue(r * out.Cols() + c, A.CValues(r * A.Cols() + c));
     for (int c = 0; c < B.Cols(); ++c) out.SetCValue(r * out.Cols() + A.Cols() + c, B.CValues(r * B.Cols() + c));
@@ -245,7 +253,7 @@ void ConcatHorz(TMtx& Dst, const TMtx& A, const TMtx& B) {
 void ConcatVert(TMtx& Dst, const TMtx& A, const TMtx& B) {
   if (A.Cols() != B.Cols()) ERaise("ConcatVert: A.Cols <> B.Cols");
   if (A.FloatPrecision() != B.FloatPrecision()) ERaise("ConcatVert: A.FloatPrecision <> B.FloatPrecision");
-  TMtx out(A.Rows() + B.Rows(), A.Cols(), A.FloatPrecision());
+  TMtx out(SumOfSizes(A.Rows(), B.Rows()), A.Cols(), A.FloatPrecision());
   for (int i = 0; i < A.Length(); ++i) out.SetCValue(i, A.CValues(i));
   for (int i = 0; i < B.Length(); ++i) out.SetCValue(A.Length() + i, B.CValues(i));
   Dst = std::move(out);

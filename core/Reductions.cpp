@@ -140,14 +140,25 @@ double Mean(const TVec& X, int Index, int Len) {
   });
 }
 
-double StdDev(const TDenseKalix& X) { return StdDev(X, Mean(X)); }
+double StdDev(const TDenseKalix& X) {
+  RequireReal(X, "StdDev: X.Complex");
+  return WithPrecision(X, [&](auto t) {
+    using T = typename decltype(t)::type;
+    auto x = X.Span<T>();
+    return static_cast<double>(Kern::SampleSD(Kern::SumSqDev<T>(x, Kern::Mean<T>(x)), x.size()));
+  });
+}
 
+// About a given mean the deviations are taken as they are: the two-pass correction of
+// SumSqDev would silently re-centre them on the sample mean.
 double StdDev(const TDenseKalix& X, double Mu) {
   RequireReal(X, "StdDev: X.Complex");
   return WithPrecision(X, [&](auto t) {
     using T = typename decltype(t)::type;
     auto x = X.Span<T>();
-    return static_cast<double>(Kern::SampleSD(Kern::SumSqDev<T>(x, static_cast<T>(Mu)), x.size()));
+    const T mu = static_cast<T>(Mu);
+    const T ss = detail::PairwiseSum(x.data(), x.size(), [mu](T v) { return (v - mu) * (v - mu); });
+    return static_cast<double>(Kern::SampleSD(ss, x.size()));
   });
 }
 
@@ -189,24 +200,25 @@ double Max(const TDenseKalix& X) {
 }
 
 void MaxMinc(const TDenseKalix& X, TCplx& Max, TCplx& Min) {
-  if (X.Length() == 0) {
-    Max = Min = TCplx(NAN, NAN);
-    return;
-  }
-  double best = -1.0, worst = INFINITY;
+  // Elements of NaN magnitude are passed over; the first other one seeds both extremes, so
+  // infinite magnitudes count too. Empty or all-NaN data give NaN for both.
+  double best = 0.0, worst = 0.0;
+  bool seeded = false;
+  Max = Min = TCplx(NAN, NAN);
   for (int i = 0; i < X.Length(); ++i) {
     const TCplx v = X.CValues(i);
     const double m = std::abs(v);
-    if (m > best) {
+    if (std::isnan(m)) continue;
+    if (!seeded || m > best) {
       best = m;
       Max = v;
     }
-    if (m < worst) {
+    if (!seeded || m < worst) {
       worst = m;
       Min = v;
     }
+    seeded = true;
   }
-  if (best < 0.0) Max = Min = TCplx(NAN, NAN);  // every magnitude was NaN
 }
 
 double Product(const TDenseKalix& X) {

@@ -15,7 +15,8 @@ namespace Kern {
 /// Span kernels (instantiated for float and double).
 template <class T> KALIX_EXPORT T Sum(std::span<const T> x);
 template <class T> KALIX_EXPORT T Mean(std::span<const T> x);
-/// Sum of squared deviations from Mu, with the corrected two-pass term (Chan, Golub & LeVeque).
+/// Sum of squared deviations from the sample mean, given Mu = the computed mean of x; the
+/// corrected two-pass term (Chan, Golub & LeVeque) repairs Mu's rounding. Not for any other Mu.
 template <class T> KALIX_EXPORT T SumSqDev(std::span<const T> x, T Mu);
 template <class T> KALIX_EXPORT T SumOfSquares(std::span<const T> x);
 template <class T> KALIX_EXPORT T Dot(std::span<const T> x, std::span<const T> y);
@@ -31,7 +32,7 @@ KALIX_EXPORT double Mean(const TDenseKalix& X);
 KALIX_EXPORT double Mean(const TVec& X, int Index, int Len);
 /// Sample standard deviation, divisor n - 1, about the data's own mean.
 KALIX_EXPORT double StdDev(const TDenseKalix& X);
-/// Sample standard deviation, divisor n - 1, about a given mean.
+/// Sample standard deviation, divisor n - 1, about a given mean: sqrt(sum((x - Mean)^2) / (n - 1)).
 KALIX_EXPORT double StdDev(const TDenseKalix& X, double Mean);
 /// Median (mean of the two middle values for even n; NaN when empty).
 KALIX_EXPORT double Median(const TDenseKalix& X);

@@ -67,6 +67,9 @@ TEST(Reductions, ScalarsAgainstDirectFormulas) {
   EXPECT_EQ(11.0, DotProd(Vec({1, 2}), Vec({3, 4})));
   // R: sd(c(3, -4, 12, 0.5))
   EXPECT_CLOSE(6.7376430102323868, StdDev(x), kTolDouble);
+  // About a given mean, not re-centred on the sample's own. R: sqrt(sum((c(3, -4, 12, 0.5) - 1)^2) / 3)
+  EXPECT_CLOSE(7.076957915187382, StdDev(x, 1.0), kTolDouble);
+  EXPECT_CLOSE(7.076957915187382, StdDev(Vec({3, -4, 12, 0.5}, mvSingle), 1.0), kTolSingle);
   EXPECT_EQ(1.75, Median(x));
   EXPECT_RAISES(NormL2(Vec({1}), Vec({1, 2})), "NormL2: X.Length <> Y.Length");
   EXPECT_RAISES(DotProd(Vec({1}), Vec({1}, mvSingle)), "DotProd: X.FloatPrecision <> Y.FloatPrecision");
@@ -106,6 +109,12 @@ TEST(MaxMinc, ByMagnitude) {
   TCplx mx, mn;
   MaxMinc(z, mx, mn);
   EXPECT_TRUE(mx == TCplx(0, -6) && mn == TCplx(-1, 0)) << mx << " " << mn;
+  // NaN magnitudes are passed over; infinite ones still count as the minimum.
+  z.SetCValue(0, TCplx(NAN, 0));
+  z.SetCValue(1, TCplx(INFINITY, 1));
+  z.SetCValue(2, TCplx(0, -INFINITY));
+  MaxMinc(z, mx, mn);
+  EXPECT_TRUE(mx == TCplx(INFINITY, 1) && mn == TCplx(INFINITY, 1)) << mx << " " << mn;
 }
 
 }  // namespace
