@@ -38,6 +38,9 @@ double Snap(double q, double unit) {
 TPercentilePlan Plan(std::size_t n, double p, TPercentileMethod method) {
   if (method < pctMethodNPlus || method > pctMethodEDFAve) return {true, 0.0};
   if (std::isnan(p)) return {true, NAN};
+  // Every rule picks s1 from a single value (and an empty sample fails on s1 later). Deciding
+  // it here also keeps an infinite P away from 0 * Inf positions when n is 0 or 1.
+  if (n <= 1) return Single(1);
   const double dn = static_cast<double>(n);
   auto clampLow = [&](double k) { return k < 1.0; };
   switch (method) {
@@ -86,7 +89,8 @@ TPercentilePlan Plan(std::size_t n, double p, TPercentileMethod method) {
 template <class T>
 double Evaluate(const TPercentilePlan& plan, T s0, T s1) {
   if (plan.constant) return plan.value;
-  if (!plan.interpolate) return static_cast<double>(s0);
+  // A whole position is s_k itself, also when its neighbour is infinite or NaN (0 * Inf).
+  if (!plan.interpolate || plan.w == 0.0) return static_cast<double>(s0);
   return static_cast<double>(s0) * (1.0 - plan.w) + static_cast<double>(s1) * plan.w;
 }
 

@@ -71,20 +71,28 @@ TEST(Percentile, RuleEdgeCases) {
   EXPECT_EQ(0.0, Percentile(four, 0.5, static_cast<TPercentileMethod>(7)));  // unknown rule
   EXPECT_TRUE(std::isnan(Percentile(four, NAN, pctMethodNPlus)));
   EXPECT_EQ(7.0, Percentile(Vec({7}), 0.3, pctMethodNMinus));
+  // A whole position takes s_k alone, whatever its neighbour holds.
+  // R: quantile(c(1, 2, 3, Inf), 0.6, type = 6)
+  EXPECT_EQ(3.0, Percentile(Vec({INFINITY, 3, 1, 2}), 0.6, pctMethodNPlus));
   // NaNs sort above every number.
   const TVec withNaN = Vec({NAN, 3, 1, 2});
   EXPECT_EQ(1.0, Percentile(withNaN, 0.0, pctMethodNPlus));
   EXPECT_EQ(2.0, Percentile(withNaN, 0.5, pctMethodEDF));
+  EXPECT_EQ(3.0, Percentile(withNaN, 0.6, pctMethodNPlus));
   EXPECT_TRUE(std::isnan(Percentile(withNaN, 1.0, pctMethodNPlus)));
 }
 
 TEST(Percentile, ArrayFormClampsOutOfRangeProbabilities) {
   const TVec x = Vec(kX);
-  const std::vector<double> p{-0.5, 1.5, -std::numeric_limits<double>::infinity(), 2.0};
+  const std::vector<double> p{-0.5, 1.5, -std::numeric_limits<double>::infinity(),
+                              std::numeric_limits<double>::infinity()};
   for (TPercentileMethod m : {pctMethodNPlus, pctMethodNMinus, pctMethodClosestN, pctMethodEDF, pctMethodEDFAve}) {
     std::vector<double> out(p.size());
     Percentile(x, p, out, m);
     EXPECT_EQ(std::vector<double>({-1, 10, -1, 10}), out) << "method " << m;
+    // One value: (n - 1) * P is 0 * Inf for an infinite P, yet s1 is the only answer.
+    Percentile(Vec({7}), p, out, m);
+    EXPECT_EQ(std::vector<double>({7, 7, 7, 7}), out) << "method " << m;
   }
 }
 
