@@ -18,6 +18,7 @@ using Kalix::TMtxFloatPrecision;
 using Kalix::TVec;
 
 /// The models. rmPoly names the polynomial model, which has no functions here.
+// Deliberate: the multiple linear model is spelt rmMulLi; the name is kept for existing callers.
 enum TRegressionModel : int { rmLine, rmPower, rmPoly, rmExp, rmMulLi, rmLogistic, rmFrac, rmLn };
 
 /// A model's value at X for parameters B.

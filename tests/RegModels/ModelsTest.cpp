@@ -13,6 +13,10 @@ using Kalix::mvDouble;
 using Kalix::mvSingle;
 using Kalix::TMtxFloatPrecision;
 
+// The ordinals, and the spelling of rmMulLi, are part of the interface.
+static_assert(rmLine == 0 && rmPower == 1 && rmPoly == 2 && rmExp == 3 && rmMulLi == 4 && rmLogistic == 5 &&
+              rmFrac == 6 && rmLn == 7);
+
 TEST(ModelEval, KnownValuesInEveryForm) {
   const double b[] = {2.0, 3.0};
   // Scalar forms at points with exact answers.
