@@ -15,9 +15,11 @@ using Kalix::TMtxFloatPrecision;
 
 // Ordinals and field order are part of the interface: designated initialisers must follow it.
 static_assert(regSolveLQR == 0 && regSolveSVD == 1 && regSolveLU == 2);
+// clang-format off
 [[maybe_unused]] constexpr TRegStats kFieldOrder{
     .SSE = 0, .SST = 0, .SSR = 0, .ResidualVar = 0, .R2 = 0, .AdjustedR2 = 0, .dfE = 0, .dfT = 0, .StdError = 0,
     .FStats = {.SSE = 0, .SSR = 0, .dFE = 0, .dFR = 0, .F = 0, .Signif = 0}};
+// clang-format on
 
 // The data of the R commands below: y ~ x1 + x2 + x3 with weights w.
 //   x1 <- 1:12; x2 <- c(4.1, 2.3, 5.7, 1.2, 8.8, 3.3, 6.1, 7.4, 2.9, 9.5, 4.4, 6.6)
