@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <type_traits>
+#include <utility>
 
 #include "Statistics/Statistics.h"
 #include "Statistics/detail/EdgeSearch.h"
@@ -67,6 +68,12 @@ void WidenEqualLimits(double& Min, double& Max, int NumBins) {
   Max = std::ceil(half) + Max + 0.5;
 }
 
+// Whether v keeps its class in single precision: finite stays finite, non-zero stays non-zero.
+bool FitsSingle(double v) {
+  const float f = static_cast<float>(v);
+  return std::isfinite(f) == std::isfinite(v) && (f == 0.0f) == (v == 0.0);
+}
+
 // The equal-width histogram after the argument checks.
 void EqualWidth(const TVec& Data, int NumBins, TVecInt& Results, TVec& Bins, bool BinCenters, double Min, double Max) {
   if (!BinCenters && NumBins == INT_MAX) ERaise("Histogram: NumBins + 1 edges exceed the largest vector");
@@ -80,10 +87,20 @@ void EqualWidth(const TVec& Data, int NumBins, TVecInt& Results, TVec& Bins, boo
     const auto x = Data.Span<T>();
     if (x.empty()) return;
     auto counts = Results.Span<std::int32_t>();
-    if constexpr (std::is_same_v<T, double>)
-      HistogramCount_Idx(x, counts, Min, Max, 1.0 / W);
-    else
-      sHistogramCount_Idx(x, counts, static_cast<float>(Min), static_cast<float>(Max), static_cast<float>(1.0 / W));
+    const double inv = 1.0 / W;
+    if constexpr (std::is_same_v<T, double>) {
+      HistogramCount_Idx(x, counts, Min, Max, inv);
+    } else if (FitsSingle(Min) && FitsSingle(Max) && FitsSingle(inv)) {
+      sHistogramCount_Idx(x, counts, static_cast<float>(Min), static_cast<float>(Max), static_cast<float>(inv));
+    } else {
+      // Limits or a reciprocal width beyond the single range (bins narrower than 1 / FLT_MAX,
+      // limits past FLT_MAX) would make every index Inf or NaN in single: count in double.
+      TVecScratch wide;
+      wide->Size(Data.Length(), mvDouble);
+      const auto w = wide->Span<double>();
+      for (std::size_t i = 0; i < x.size(); ++i) w[i] = static_cast<double>(x[i]);
+      HistogramCount_Idx(std::as_const(*wide).Span<double>(), counts, Min, Max, inv);
+    }
   });
   const TMtxFloatPrecision p = Data.FloatPrecision();
   WithPrecision(p, [&](auto t) {

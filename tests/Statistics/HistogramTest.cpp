@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <numeric>
+#include <tuple>
 #include <vector>
 
 #include "Statistics/detail/EdgeSearch.h"
@@ -85,6 +86,19 @@ TEST(Histogram, LimitsNaNAndEmptyData) {
   Statistics::CumulativeHist(TVec(), 2, cum, bins);
   ASSERT_EQ(2, cum.Length());
   EXPECT_TRUE(std::isnan(cum[1]));
+  // Single-precision data whose bins are narrower than 1 / FLT_MAX, or with limits past
+  // FLT_MAX, count as the same values in double do (exact positions: bins 0, 50 and 99; bin 1).
+  const double tiny = std::ldexp(1.0, -123);
+  for (const auto& [v, lo, hi] : std::vector<std::tuple<std::vector<double>, double, double>>{
+           {{tiny, 1.5 * tiny, 2 * tiny}, tiny, 2 * tiny}, {{1, 2}, -1e300, 1e300}}) {
+    TVecInt single, twin;
+    const int nb = v.size() == 3 ? 100 : 2;
+    Statistics::Histogram(Vec(v, mvSingle), nb, single, bins, false, lo, hi);
+    Statistics::Histogram(Vec(v), nb, twin, bins, false, lo, hi);
+    const std::vector<int> got = single.ToVector();
+    EXPECT_EQ(twin.ToVector(), got);
+    EXPECT_EQ(static_cast<int>(v.size()), std::accumulate(got.begin(), got.end(), 0));
+  }
   // Infinite limits give meaningless bins but no failure.
   Statistics::Histogram(Vec({1, 2}), 2, counts, bins, false, -kInf, kInf);
   EXPECT_EQ(2, counts.Length());
