@@ -200,24 +200,19 @@ double Max(const TDenseKalix& X) {
 }
 
 void MaxMinc(const TDenseKalix& X, TCplx& Max, TCplx& Min) {
-  // Elements of NaN magnitude are passed over; the first other one seeds both extremes, so
-  // infinite magnitudes count too. Empty or all-NaN data give NaN for both.
-  double best = 0.0, worst = 0.0;
-  bool seeded = false;
+  // As the real MaxMin: a NaN magnitude makes both extremes NaN, and so does empty data.
+  // The first element seeds both, so infinite magnitudes count too.
   Max = Min = TCplx(NAN, NAN);
+  double best = 0.0, worst = 0.0;
   for (int i = 0; i < X.Length(); ++i) {
     const TCplx v = X.CValues(i);
     const double m = std::abs(v);
-    if (std::isnan(m)) continue;
-    if (!seeded || m > best) {
-      best = m;
-      Max = v;
+    if (std::isnan(m)) {
+      Max = Min = TCplx(NAN, NAN);
+      return;
     }
-    if (!seeded || m < worst) {
-      worst = m;
-      Min = v;
-    }
-    seeded = true;
+    if (i == 0 || m > best) best = m, Max = v;
+    if (i == 0 || m < worst) worst = m, Min = v;
   }
 }
 
