@@ -262,12 +262,9 @@ TEST(RangeRows, ComplexDifferenceOfLargestAndSmallestMagnitude) {
     Statistics::RangeRows(m, r);
     Statistics::RangeCols(m, c);
     EXPECT_EQ(p, r.FloatPrecision());
-    ASSERT_EQ(2, r.Length());
-    ASSERT_EQ(3, c.Length());
-    EXPECT_EQ(TCplx(2, 4), r.CValues(0));
-    EXPECT_EQ(TCplx(-6, -0.5), r.CValues(1));
-    EXPECT_EQ(TCplx(1, -0.5), c.CValues(0));
-    EXPECT_EQ(TCplx(-9, -4), c.CValues(1));
+    EXPECT_EQ((std::vector<int>{2, 3}), (std::vector<int>{r.Length(), c.Length()}));
+    EXPECT_EQ((std::vector<TCplx>{{2, 4}, {-6, -0.5}, {1, -0.5}, {-9, -4}}),
+              (std::vector<TCplx>{r.CValues(0), r.CValues(1), c.CValues(0), c.CValues(1)}));
   }
 }
 
