@@ -1,5 +1,6 @@
 // Accuracy on certified data: NIST StRD linear regression and one-way ANOVA files, and the
 // Longley data. Each test prints the digits reached (log relative error) and requires 9.
+#include <cmath>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -22,6 +23,26 @@ void ExpectDigits(const char* what, double computed, double certified, std::stri
   EXPECT_GE(lre, kMinDigits) << what << ": computed " << computed << ", certified " << certified;
 }
 
+// Fits y on A by QR, checks each certified {coefficient, standard error} row, s, R2 and
+// (when certified) SSR, and prints the digits reached.
+void ExpectCertifiedFit(std::string report, const TVec& y, const TMtx& A, bool constant,
+                        const std::vector<std::vector<double>>& cert, double s, double r2, double ssr = NAN) {
+  TVec b, yc, res, sd;
+  TMtx v;
+  MulLinRegress(y, A, b, constant, &yc, &v, regSolveLQR);
+  TRegStats st;
+  RegressTest(y, yc, v, st, res, sd, constant);
+  ASSERT_EQ(cert.size(), static_cast<std::size_t>(b.Length()));
+  for (int k = 0; k < b.Length(); ++k) {
+    ExpectDigits("B", b[k], cert[static_cast<std::size_t>(k)].at(0), report);
+    ExpectDigits("sd", sd[k], cert[static_cast<std::size_t>(k)].at(1), report);
+  }
+  ExpectDigits("s", st.StdError, s, report);
+  ExpectDigits("R2", st.R2, r2, report);
+  if (!std::isnan(ssr)) ExpectDigits("SSR", st.SSR, ssr, report);
+  std::printf("[ digits ] %s\n", report.c_str());
+}
+
 struct TRegressionFile {
   const char* name;
   int degree;  // polynomial in x of this degree
@@ -42,26 +63,12 @@ TEST_P(NistRegression, CertifiedCoefficientsDeviationsAndFit) {
     double xp = 1.0;
     for (int j = 0; j < c.degree; ++j) A(i, j) = xp *= f.data[static_cast<std::size_t>(i)][1];
   }
-  TVec b, yc, res, sd;
-  TMtx v;
-  MulLinRegress(y, A, b, c.constant, &yc, &v, regSolveLQR);
-  TRegStats st;
-  RegressTest(y, yc, v, st, res, sd, c.constant);
-
-  std::string report = std::string(c.name) + ":";
-  const int first = c.constant ? 0 : 1;  // certified parameters are named B0.. or B1..
-  for (int k = 0; k < b.Length(); ++k) {
-    std::string label("B");
-    label += std::to_string(k + first);
-    const std::vector<double> cert = f.NumbersAfter(label);
-    ASSERT_EQ(cert.size(), 2u);
-    ExpectDigits(label.c_str(), b[k], cert[0], report);
-    ExpectDigits("sd", sd[k], cert[1], report);
-  }
-  ExpectDigits("s", st.StdError, f.NumbersAfter("Standard Deviation").at(0), report);
-  ExpectDigits("R2", st.R2, f.NumbersAfter("R-Squared").at(0), report);
-  ExpectDigits("SSR", st.SSR, f.NumbersAfter("Regression").at(1), report);
-  std::printf("[ digits ] %s\n", report.c_str());
+  // Certified parameters are named B0.. with a constant, B1.. without.
+  std::vector<std::vector<double>> cert;
+  for (int k = c.constant ? 0 : 1; k <= c.degree; ++k)
+    cert.push_back(f.NumbersAfter(std::string(1, 'B') += std::to_string(k)));
+  ExpectCertifiedFit(std::string(c.name) + ":", y, A, c.constant, cert, f.NumbersAfter("Standard Deviation").at(0),
+                     f.NumbersAfter("R-Squared").at(0), f.NumbersAfter("Regression").at(1));
 }
 
 INSTANTIATE_TEST_SUITE_P(StRD, NistRegression,
@@ -74,7 +81,8 @@ INSTANTIATE_TEST_SUITE_P(StRD, NistRegression,
 // Longley data from R's datasets::longley (columns GNP.deflator, GNP, Unemployed,
 // Armed.Forces, Population, Year; response Employed).
 TEST(NistRegressionLongley, CoefficientsAndStandardErrors) {
-  const double d[16][7] = {
+  // clang-format off
+  const TMtx d = Mtx({
       {83.0, 234.289, 235.6, 159.0, 107.608, 1947, 60.323}, {88.5, 259.426, 232.5, 145.6, 108.632, 1948, 61.122},
       {88.2, 258.054, 368.2, 161.6, 109.773, 1949, 60.171}, {89.5, 284.599, 335.1, 165.0, 110.929, 1950, 61.187},
       {96.2, 328.975, 209.9, 309.9, 112.075, 1951, 63.221}, {98.1, 346.999, 193.2, 359.4, 113.270, 1952, 63.639},
@@ -82,35 +90,23 @@ TEST(NistRegressionLongley, CoefficientsAndStandardErrors) {
       {101.2, 397.469, 290.4, 304.8, 117.388, 1955, 66.019}, {104.6, 419.180, 282.2, 285.7, 118.734, 1956, 67.857},
       {108.4, 442.769, 293.6, 279.8, 120.445, 1957, 68.169}, {110.8, 444.546, 468.1, 263.7, 121.950, 1958, 66.513},
       {112.6, 482.704, 381.3, 255.2, 123.366, 1959, 68.655}, {114.2, 502.601, 393.1, 251.4, 125.368, 1960, 69.564},
-      {115.7, 518.173, 480.6, 257.2, 127.852, 1961, 69.331}, {116.9, 554.894, 400.7, 282.7, 130.081, 1962, 70.551}};
-  TMtx A(16, 6);
-  TVec y(16);
-  for (int i = 0; i < 16; ++i) {
-    for (int j = 0; j < 6; ++j) A(i, j) = d[i][j];
-    y[i] = d[i][6];
-  }
-  // R: coef(summary(lm(Employed ~ ., longley)))[, 1:2] (agrees with NIST's certified values)
-  const double cert[7][2] = {{-3.4822586345958148e+03, 8.9042038360737570e+02},
-                             {1.5061872271372779e-02, 8.4914925774767377e-02},
-                             {-3.5819179292591000e-02, 3.3491007772243411e-02},
-                             {-2.0202298038168240e-02, 4.8839968165170283e-03},
-                             {-1.0332268671735891e-02, 2.1427416316167573e-03},
-                             {-5.1104105653579195e-02, 2.2607320006937262e-01},
-                             {1.8291514646135503e+00, 4.5547849914221344e-01}};
-  TVec b, yc, res, sd;
-  TMtx v;
-  MulLinRegress(y, A, b, true, &yc, &v, regSolveLQR);
-  TRegStats st;
-  RegressTest(y, yc, v, st, res, sd, true);
-  std::string report = "Longley:";
-  for (int k = 0; k < 7; ++k) {
-    ExpectDigits("B", b[k], cert[k][0], report);
-    ExpectDigits("sd", sd[k], cert[k][1], report);
-  }
-  // R: summary(fit)$sigma, $r.squared
-  ExpectDigits("s", st.StdError, 0.3048540735619657, report);
-  ExpectDigits("R2", st.R2, 0.99547900457729555, report);
-  std::printf("[ digits ] %s\n", report.c_str());
+      {115.7, 518.173, 480.6, 257.2, 127.852, 1961, 69.331}, {116.9, 554.894, 400.7, 282.7, 130.081, 1962, 70.551}});
+  // clang-format on
+  TMtx A;
+  TVec y;
+  Statistics::RemoveColumn(d, A, 6);
+  d.GetCol(y, 6);
+  // R: coef(summary(lm(Employed ~ ., longley)))[, 1:2] (agrees with NIST's certified values);
+  //    summary(fit)$sigma, $r.squared
+  ExpectCertifiedFit("Longley:", y, A, true,
+                     {{-3.4822586345958148e+03, 8.9042038360737570e+02},
+                      {1.5061872271372779e-02, 8.4914925774767377e-02},
+                      {-3.5819179292591000e-02, 3.3491007772243411e-02},
+                      {-2.0202298038168240e-02, 4.8839968165170283e-03},
+                      {-1.0332268671735891e-02, 2.1427416316167573e-03},
+                      {-5.1104105653579195e-02, 2.2607320006937262e-01},
+                      {1.8291514646135503e+00, 4.5547849914221344e-01}},
+                     0.3048540735619657, 0.99547900457729555);
 }
 
 // ---------------------------------------------------------------- one-way ANOVA
