@@ -290,15 +290,3 @@ TEST(LinAlgEmpty, EmptyShapesGiveEmptyOrNeutralResults) {
   Mul(D, TMtx(2, 0), TMtx(0, 3));
   ExpectAllClose({0, 0, 0, 0, 0, 0}, D, 0);
 }
-
-TEST(LinAlgThreads, ConcurrentSolvesAgree) {
-  const TMtx A = Filled(20000, 6, mvDouble, 3);
-  TVec y(A.Rows());
-  for (int i = 0; i < A.Rows(); ++i) y[i] = A(i, 1) - 2 * A(i, 3) + 0.01 * A(i, 5) * A(i, 5);
-  const auto solve = [&](int) {
-    TVec x;
-    LQRSolve(x, A, y);
-    return x.ToVector();
-  };
-  EXPECT_EQ(0, ConcurrentMismatches(solve, 4, 1));
-}

@@ -84,8 +84,6 @@ const TRef kFromR[] = {
     {"qpois(0.975, 99.5)", [] { return PoissonCDFInv(0.975, 99.5); }, 120},
     {"qpois(1e-300, 1000)", [] { return PoissonCDFInv(1e-300, 1000); }, 93},
     {"qpois(0.99, 3e7)", [] { return PoissonCDFInv(0.99, 3e7); }, 30012743},
-    {"qpois(0.01, 1e12)", [] { return PoissonCDFInv(0.01, 1e12); }, 999997673653},
-    {"qpois(0.99, 1e12)", [] { return PoissonCDFInv(0.99, 1e12); }, 1000002326349},
     {"trigamma(0.5)", [] { return trigamma(0.5); }, 4.934802200544679},
     {"trigamma(-2.5)", [] { return trigamma(-2.5); }, 9.5392466449891238},
     {"trigamma(1e10)", [] { return trigamma(1e10); }, 1.0000000000499996e-10},
@@ -278,24 +276,5 @@ TEST_P(ProbabilityVectorForms, MatchScalarFormsInThePrecisionOfXAndShape) {
 }
 
 INSTANTIATE_TEST_SUITE_P(BothPrecisions, ProbabilityVectorForms, testing::ValuesIn(kRealPrecisions), PrecisionName);
-
-TEST(ProbabilityThreads, ConcurrentCallsGiveTheSameResults) {
-  const auto work = [](int) {
-    std::vector<double> r;
-    for (int i = 1; i < 60; ++i) {
-      const double p = i / 60.0;
-      r.push_back(StudentCDFInv(p, 2.5));
-      r.push_back(GammaCDFInv(p, 0.7, 2));
-      r.push_back(FCDF(p * 5, 3, 8));
-      r.push_back(PoissonCDFInv(p, 7.5 + i));
-      r.push_back(PoissonCDFInv(p, 2e9));
-    }
-    TVec x = Vec({0.1, 0.5, 0.9}, mvSingle), d;
-    BetaCDF(d, x, 2, 5);
-    for (int i = 0; i < 3; ++i) r.push_back(d[i]);
-    return r;
-  };
-  EXPECT_EQ(0, ConcurrentMismatches(work));
-}
 
 }  // namespace

@@ -37,8 +37,8 @@ TEST(Scratch, BorrowedObjectsReturnOnEveryPath) {
 }
 
 TEST(Scratch, ConcurrentCallsGiveTheSameResults) {
-  // Each thread ranks and summarises its own data while the others do the same; the pool is
-  // per thread, so nothing is shared and every result matches the single-threaded one.
+  // Each thread ranks, summarises and fits its own data and evaluates quantiles by iteration while
+  // the others do the same; the pool is per thread, so every result matches the single-threaded one.
   constexpr int kThreads = 6;
   std::vector<TVec> data;
   for (int t = 0; t < kThreads; ++t) {
@@ -46,6 +46,8 @@ TEST(Scratch, ConcurrentCallsGiveTheSameResults) {
     for (std::size_t i = 0; i < v.size(); ++i) v[i] = std::round(std::sin(double(i) * (t + 1.3)) * 1000.0);
     data.push_back(Vec(v, t % 2 ? mvSingle : mvDouble));
   }
+  TMtx A(20000, 3);  // a least-squares fit spanning several row blocks
+  for (int i = 0; i < A.Length(); ++i) A.Values(i) = std::sin(0.7 * i);
   const auto work = [&](int t) {
     const TVec& x = data[static_cast<std::size_t>(t)];
     TVec r;
@@ -55,6 +57,16 @@ TEST(Scratch, ConcurrentCallsGiveTheSameResults) {
     out.push_back(tieSum);
     out.push_back(Median(x));
     out.push_back(Statistics::Percentile(x, 0.3, Statistics::pctMethodNMinus));
+    for (int i = 1; i < 60; ++i) {
+      const double p = i / 60.0;
+      for (double v : {StudentCDFInv(p, 2.5), GammaCDFInv(p, 0.7, 2), FCDF(p * 5, 3, 8), PoissonCDFInv(p, 7.5 + i),
+                       PoissonCDFInv(p, 2e9)})
+        out.push_back(v);
+    }
+    TVec b, y(A.Rows());
+    for (int i = 0; i < A.Rows(); ++i) y[i] = A(i, 1) - 2 * A(i, 2) + 0.01 * (t + 1) * A(i, 0) * A(i, 0);
+    LQRSolve(b, A, y);
+    for (int i = 0; i < 3; ++i) out.push_back(b[i]);
     out.push_back(ScratchOutstanding());
     return out;
   };
