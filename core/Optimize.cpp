@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <limits>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 namespace Kalix {
@@ -47,17 +48,30 @@ class TNelderMead {
         log_(Log),
         n_(Lower.size()) {}
 
-  // Objective at x (projected into the box first, and read back as the precision the
-  // objective sees); NaN counts as +Inf, worse than any value.
-  double Eval(std::vector<double>& x) {
+  // x projected into the box and read back as the precision the objective sees (left in par_).
+  void Project(std::vector<double>& x) {
     for (std::size_t j = 0; j < n_; ++j) {
       x[j] = std::clamp(x[j], lower_[j], upper_[j]);
       par_.Values(static_cast<int>(j)) = x[j];
       x[j] = par_.Values(static_cast<int>(j));
     }
+  }
+
+  // Objective at the projection of x; NaN counts as +Inf, worse than any value.
+  double Eval(std::vector<double>& x) {
+    Project(x);
     const double f = fun_(par_, consts_, objConsts_);
+    if (x != start_) (std::isnan(f) ? undefinedAway_ : definedAway_) = true;
     return std::isnan(f) ? kInf : f;
   }
+
+  // Whether every point tried away from the start x0 gave NaN (and there was one). Shrinking
+  // lands vertices back on x0 itself, which shows nothing about the objective elsewhere.
+  void SetStart(std::vector<double> x0) {
+    Project(x0);
+    start_ = std::move(x0);
+  }
+  bool NaNAwayFromStart() const { return undefinedAway_ && !definedAway_; }
 
   // A simplex of n + 1 vertices around x0 (already evaluated to f0), steps scaled by Scale.
   void Build(const std::vector<double>& x0, double f0, double Scale = 1) {
@@ -182,6 +196,8 @@ class TNelderMead {
   std::size_t n_;
   std::vector<TVertex> simplex_;
   const char* lastStep_ = "";
+  std::vector<double> start_;
+  bool definedAway_ = false, undefinedAway_ = false;
 };
 
 int SimplexImpl(const TRealFunction& Fun, std::span<double> Pars, std::span<const double> Consts,
@@ -198,6 +214,7 @@ int SimplexImpl(const TRealFunction& Fun, std::span<double> Pars, std::span<cons
 
   std::vector<double> x0(Pars.begin(), Pars.end());
   const bool finiteStart = std::all_of(x0.begin(), x0.end(), [](double v) { return std::isfinite(v); });
+  if (finiteStart) nm.SetStart(x0);
   const double f0 = finiteStart ? nm.Eval(x0) : std::numeric_limits<double>::quiet_NaN();
   std::copy(x0.begin(), x0.end(), Pars.begin());
   FMin = f0;
@@ -229,7 +246,9 @@ int SimplexImpl(const TRealFunction& Fun, std::span<double> Pars, std::span<cons
   const TVertex& best = nm.Best();
   std::copy(best.x.begin(), best.x.end(), Pars.begin());
   FMin = best.f;
-  StopReason = converged ? optConverged : optMaxIterReached;
+  // NaN at every trial point: the start sits alone in a region where the objective is
+  // undefined, and a collapse onto it would be no minimum.
+  StopReason = nm.NaNAwayFromStart() ? optNaNObjective : converged ? optConverged : optMaxIterReached;
   return used;
 }
 

@@ -35,7 +35,8 @@ using TRealFunction = std::function<double(const TVec& Pars, const TVec& Consts,
 /// Tolerance: the simplex has collapsed when max f - min f <= Tolerance * max(1, |min f|) and
 /// every vertex is within Tolerance * max(1, |x_j|) of the best x in every coordinate j
 /// (Tolerance is raised to 2 eps of FloatPrecision). A collapse is confirmed by one rebuilt
-/// simplex, then StopReason = optConverged; optMaxIterReached when MaxIter runs out first;
+/// simplex, then StopReason = optConverged; optMaxIterReached when MaxIter runs out first
+/// (optNaNObjective instead when Fun was NaN at every point tried after the start);
 /// optBadStart (Pars kept, FMin NaN or Inf) when Fun is not finite at the start;
 /// optNotStarted when MaxIter = 0. Raises for empty Pars, MaxIter < 0, Tolerance < 0.
 KALIX_EXPORT int Simplex(const TRealFunction& Fun, std::span<double> Pars, std::span<const double> Consts,

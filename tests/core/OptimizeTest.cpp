@@ -99,6 +99,13 @@ TEST(Simplex, StopReasonsAndIterationCount) {
   EXPECT_EQ(r.reason, optBadStart);
   EXPECT_TRUE(r.x[0] == -1 && r.iters == 0);
   EXPECT_EQ(r.fmin, kInf);  // NaN counts as +Inf
+  // Defined at the start only: every trial point is NaN.
+  auto isolated = [](const TVec& p, const TVec&, TObjConsts) { return p[0] == 2.0 ? 1.0 : std::nan(""); };
+  r = Minimise(isolated, {2}, {}, {}, 50);
+  EXPECT_TRUE(r.reason == optNaNObjective && r.x[0] == 2 && r.fmin == 1) << r.reason;
+  // A box that pins every parameter tries no other point: the start is the minimum.
+  r = Minimise(isolated, {2}, {2}, {2}, 50);
+  EXPECT_EQ(r.reason, optConverged);
   // Same problem, same answer, bit for bit.
   const TRun a = Minimise(Rosenbrock, {-1.2, 1}), b = Minimise(Rosenbrock, {-1.2, 1});
   EXPECT_EQ(a.x, b.x);
