@@ -2,8 +2,11 @@
 // NumPy/SciPy comparison scripts in bench/compare/, which regenerate it from the same rule).
 #pragma once
 
+#include <benchmark/benchmark.h>
+
 #include <cmath>
 #include <cstdint>
+#include <numeric>
 
 #include "KalixStats.h"
 
@@ -25,6 +28,18 @@ inline Kalix::TVec UniformVec(int n, double lo = 0.0, double hi = 1.0) {
   auto s = v.Span<double>();
   for (int i = 0; i < n; ++i) s[static_cast<std::size_t>(i)] = lo + (hi - lo) * Uniform(static_cast<std::uint64_t>(i));
   return v;
+}
+
+/// Bandwidth yardsticks over x: a single-accumulator loop (bound by add latency) and the
+/// core's pairwise sum (bound by memory bandwidth).
+inline void PlainSum(benchmark::State& state, const Kalix::TVec& x) {
+  auto s = x.Span<double>();
+  for (auto _ : state) benchmark::DoNotOptimize(std::accumulate(s.begin(), s.end(), 0.0));
+  state.SetItemsProcessed(state.iterations() * x.Length());
+}
+inline void CoreSum(benchmark::State& state, const Kalix::TVec& x) {
+  for (auto _ : state) benchmark::DoNotOptimize(Kalix::Sum(x));
+  state.SetItemsProcessed(state.iterations() * x.Length());
 }
 
 }  // namespace KalixBench

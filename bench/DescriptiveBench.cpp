@@ -3,7 +3,6 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
-#include <numeric>
 
 #include "BenchData.h"
 
@@ -81,19 +80,10 @@ void BM_MeanH_1e7(benchmark::State& state) {
 }
 BENCHMARK(BM_MeanH_1e7)->Unit(benchmark::kMillisecond);
 
-// Yardsticks over the same data: a single-accumulator loop and the core's pairwise sum.
-void BM_PlainSumPositive_1e7(benchmark::State& state) {
-  auto x = PositiveTenMillion().Span<double>();
-  for (auto _ : state) benchmark::DoNotOptimize(std::accumulate(x.begin(), x.end(), 0.0));
-  state.SetItemsProcessed(state.iterations() * static_cast<long long>(x.size()));
-}
+// Yardsticks over the same data.
+void BM_PlainSumPositive_1e7(benchmark::State& state) { KalixBench::PlainSum(state, PositiveTenMillion()); }
 BENCHMARK(BM_PlainSumPositive_1e7)->Unit(benchmark::kMillisecond);
-
-void BM_CoreSumPositive_1e7(benchmark::State& state) {
-  const Kalix::TVec& x = PositiveTenMillion();
-  for (auto _ : state) benchmark::DoNotOptimize(Kalix::Sum(x));
-  state.SetItemsProcessed(state.iterations() * x.Length());
-}
+void BM_CoreSumPositive_1e7(benchmark::State& state) { KalixBench::CoreSum(state, PositiveTenMillion()); }
 BENCHMARK(BM_CoreSumPositive_1e7)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <benchmark/benchmark.h>
 
 #include <cmath>
-#include <numeric>
 
 #include "BenchData.h"
 
@@ -42,20 +41,10 @@ void BM_TiedRanks_1e6(benchmark::State& state) {
 }
 BENCHMARK(BM_TiedRanks_1e6)->Unit(benchmark::kMillisecond);
 
-// Yardsticks over the same 1e7 doubles: a single-accumulator loop (bound by add latency) and
-// the core's pairwise sum (bound by memory bandwidth).
-void BM_PlainSum_1e7(benchmark::State& state) {
-  auto x = TenMillion().Span<double>();
-  for (auto _ : state) benchmark::DoNotOptimize(std::accumulate(x.begin(), x.end(), 0.0));
-  state.SetItemsProcessed(state.iterations() * static_cast<long long>(x.size()));
-}
+// Yardsticks over the same 1e7 doubles.
+void BM_PlainSum_1e7(benchmark::State& state) { KalixBench::PlainSum(state, TenMillion()); }
 BENCHMARK(BM_PlainSum_1e7)->Unit(benchmark::kMillisecond);
-
-void BM_CoreSum_1e7(benchmark::State& state) {
-  const Kalix::TVec& x = TenMillion();
-  for (auto _ : state) benchmark::DoNotOptimize(Kalix::Sum(x));
-  state.SetItemsProcessed(state.iterations() * x.Length());
-}
+void BM_CoreSum_1e7(benchmark::State& state) { KalixBench::CoreSum(state, TenMillion()); }
 BENCHMARK(BM_CoreSum_1e7)->Unit(benchmark::kMillisecond);
 
 }  // namespace
