@@ -125,4 +125,24 @@ KALIX_EXPORT void CumulativeHist(const TVec& Data, int NumBins, TVec& Results, T
 /// Cumulative relative frequencies of the centre-given Histogram.
 KALIX_EXPORT void CumulativeHist(const TVec& Data, const TVec& Bins, TVec& Results);
 
+// ---------------------------------------------------------------- principal components
+
+/// What the data form of PCA decomposes: the correlation matrix, the covariance matrix, or
+/// (handled exactly as PCACorrMat, deliberately) the raw data.
+enum TPCAMode : int { PCACorrMat, PCACovMat, PCARawData };
+
+/// Principal components of a covariance or correlation matrix C (p x p): Eig gets the
+/// eigenvalues (singular values of C) in non-increasing order, PC the matching unit loadings in
+/// its columns (each signed so its largest-magnitude element is positive), VarPct, if given,
+/// 100 * Eig / Sum(Eig). A non-symmetric C gives its right singular vectors. No checks of its
+/// own: complex C raises the core's "SVD: A.Complex".
+KALIX_EXPORT void PCA(const TMtx& C, TMtx& PC, TVec& Eig, TVec* VarPct = nullptr);
+/// Principal components of Data (n x p, observations in rows): PC (p x p loadings), Eig, VarPct
+/// as above, and Z (n x p) the scores of the centred (PCACovMat; Eig = covariance eigenvalues,
+/// divisor n - 1) or standardised (PCACorrMat, PCARawData) data. Complex data raise
+/// "Covariance: X.Complex" (correlation) or "MeanCols: A.Complex" (covariance); a constant
+/// column in correlation mode gives NaN.
+KALIX_EXPORT void PCA(const TMtx& Data, TMtx& PC, TMtx& Z, TVec& Eig, TVec* VarPct = nullptr,
+                      TPCAMode Mode = PCACorrMat);
+
 }  // namespace Statistics

@@ -1,0 +1,213 @@
+// Principal components: eigenvalues, variance percentages, loadings and scores against R's
+// prcomp (signs aside), the covariance/correlation identities, degenerate data, precision and
+// the block-tiled score product.
+
+#include <cmath>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+using Kalix::TMtxFloatPrecision;
+using Statistics::PCA;
+
+// Longley's regressors (R's datasets::longley, columns 1 to 6).
+TMtx Longley(TMtxFloatPrecision p = mvDouble) {
+  // clang-format off
+  return Mtx({
+      {83.0, 234.289, 235.6, 159.0, 107.608, 1947}, {88.5, 259.426, 232.5, 145.6, 108.632, 1948},
+      {88.2, 258.054, 368.2, 161.6, 109.773, 1949}, {89.5, 284.599, 335.1, 165.0, 110.929, 1950},
+      {96.2, 328.975, 209.9, 309.9, 112.075, 1951}, {98.1, 346.999, 193.2, 359.4, 113.270, 1952},
+      {99.0, 365.385, 187.0, 354.7, 115.094, 1953}, {100.0, 363.112, 357.8, 335.0, 116.219, 1954},
+      {101.2, 397.469, 290.4, 304.8, 117.388, 1955}, {104.6, 419.180, 282.2, 285.7, 118.734, 1956},
+      {108.4, 442.769, 293.6, 279.8, 120.445, 1957}, {110.8, 444.546, 468.1, 263.7, 121.950, 1958},
+      {112.6, 482.704, 381.3, 255.2, 123.366, 1959}, {114.2, 502.601, 393.1, 251.4, 125.368, 1960},
+      {115.7, 518.173, 480.6, 257.2, 127.852, 1961}, {116.9, 554.894, 400.7, 282.7, 130.081, 1962}}, p);
+  // clang-format on
+}
+
+// Column c of PC and Z against reference loadings and scores (rows listed in zRows), taking
+// the reference's sign: components are defined up to a sign, which PC and Z share.
+void ExpectComponent(const TMtx& PC, const TMtx& Z, int c, const std::vector<double>& loadings,
+                     const std::vector<std::pair<int, double>>& scores, double tol) {
+  double dot = 0;
+  for (int i = 0; i < PC.Rows(); ++i) dot += PC(i, c) * loadings[std::size_t(i)];
+  const double sign = dot < 0 ? -1.0 : 1.0;
+  for (int i = 0; i < PC.Rows(); ++i) EXPECT_CLOSE(loadings[std::size_t(i)], sign * PC(i, c), tol) << "loading " << i;
+  for (const auto& [row, v] : scores) EXPECT_CLOSE(v, sign * Z(row, c), tol) << "score row " << row;
+}
+
+class PCAPrecision : public testing::TestWithParam<TMtxFloatPrecision> {};
+
+// R: p <- prcomp(longley[, 1:6], scale. = TRUE); p$sdev^2; 100 * p$sdev^2 / sum(p$sdev^2);
+//    p$rotation[, 1:2]; p$x[c(1, 16), 1:2]
+TEST_P(PCAPrecision, LongleyCorrelationMatchesPrcomp) {
+  const double tol = GetParam() == mvSingle ? 2e-4 : 1e-10;
+  TMtx PC, Z;
+  TVec eig, pct;
+  PCA(Longley(GetParam()), PC, Z, eig, &pct, Statistics::PCACorrMat);
+  EXPECT_EQ(PC.FloatPrecision(), GetParam());
+  ExpectAllClose({4.6033770957683906, 1.175340499257145, 0.20342537240143468, 0.014928258677276877,
+                  0.0025520657630748304, 0.00037670813267770342},
+                 eig, tol);
+  ExpectAllClose({76.72295159613985, 19.589008320952416, 3.3904228733572448, 0.24880431128794797,
+                  0.042534429384580512, 0.0062784688779617239},
+                 pct, tol);
+  ExpectComponent(PC, Z, 0,
+                  {0.46183489816677181, 0.46150434667900198, 0.32131669830654197, 0.20150974187320744,
+                   0.46227935304156009, 0.46494028423306938},
+                  {{0, -3.4788511646159122}, {15, 3.3447634386226168}}, tol);
+  ExpectComponent(PC, Z, 1,
+                  {0.05784276766775613837, 0.05321228623622691056, -0.59551376271271028173, 0.79819254795644745126,
+                   -0.04554446980168082998, 0.00061878839318076778},
+                  {{0, -0.75146626085202672}, {15, -0.17666863904883243}}, tol);
+}
+
+// R: p <- prcomp(longley[, 1:6]); p$sdev^2; p$rotation[, 1:2]; p$x[c(1, 16), 1:2]. The
+// eigenvalues span 5e5, so the smallest ones test the decomposition of the centred data.
+TEST_P(PCAPrecision, LongleyCovarianceMatchesPrcomp) {
+  const double tol = GetParam() == mvSingle ? 2e-3 : 1e-11;
+  const TMtx X = Longley(GetParam());
+  TMtx PC, Z;
+  TVec eig;
+  PCA(X, PC, Z, eig, nullptr, Statistics::PCACovMat);
+  const std::vector<double> expected{15358.51978757369,  7077.4060077467102,  1204.4091120911844,
+                                     1.6387657255849535, 0.13850957927031535, 0.02836721272881601};
+  for (int j = 0; j < 6; ++j) EXPECT_CLOSE(expected[std::size_t(j)] / 15358.5, eig[j] / 15358.5, tol) << j;
+  if (GetParam() == mvDouble) {
+    EXPECT_CLOSE(0.02836721272881601, eig[5], 1e-12);
+  }
+  ExpectComponent(PC, Z, 0,
+                  {0.082477884911583352, 0.756235276147850022, 0.626223746777296753, 0.157508664992500880,
+                   0.054391626461360830, 0.037175206865179077},
+                  {{0, -186.81534675713979}, {15, 183.08679782769224}}, tol);
+  // Sum(Eig) is the total variance; the scores have column means zero.
+  TVec var, zmean;
+  Kalix::StdDevCols(X, var);
+  double total = 0;
+  for (int j = 0; j < 6; ++j) total += var[j] * var[j];
+  EXPECT_CLOSE(total, Kalix::Sum(eig), tol);
+  Kalix::MeanCols(Z, zmean);
+  for (int j = 0; j < 6; ++j) EXPECT_NEAR(0.0, zmean[j], GetParam() == mvSingle ? 1e-3 : 1e-10);
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, PCAPrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+// Well-conditioned data take the covariance matrix's eigen-decomposition.
+// R: X <- matrix(c(2,0,1, 1,3,2, 4,1,0, 3,5,4, 0,2,3), ncol = 3, byrow = TRUE); p <- prcomp(X);
+//    p$sdev^2; p$rotation; p$x[1, ]
+TEST(PCA, SmallCovarianceMatchesPrcomp) {
+  TMtx PC, Z;
+  TVec eig, pct;
+  PCA(Mtx({{2, 0, 1}, {1, 3, 2}, {4, 1, 0}, {3, 5, 4}, {0, 2, 3}}), PC, Z, eig, &pct, Statistics::PCACovMat);
+  ExpectAllClose({5.7917375215820481, 2.6617696700755538, 0.24649280834239956}, eig, 1e-12);
+  ExpectComponent(PC, Z, 0, {-0.19134217126122441, 0.75278111869071451, 0.62984820460155033},
+                  {{0, -2.28596666572112239}}, 1e-12);
+  ExpectComponent(PC, Z, 1, {0.92139299716405298, 0.35891226846551499, -0.14905344116115368},
+                  {{0, -0.64055354946297938}}, 1e-12);
+  ExpectComponent(PC, Z, 2, {0.33826486408446804, -0.55181751593048778, 0.76228230389942908},
+                  {{0, 0.45171623114764414}}, 1e-12);
+  // Deterministic signs: the element of largest magnitude of every loading is positive.
+  EXPECT_GT(PC(1, 0), 0);
+  EXPECT_GT(PC(0, 1), 0);
+  EXPECT_GT(PC(2, 2), 0);
+}
+
+TEST(PCA, MatrixFormMatchesDataFormAndSVD) {
+  // The correlation matrix decomposed directly gives the data form's eigenvalues and loadings.
+  TMtx R, PC, PCm, Z;
+  TVec eig, eigm, pct;
+  Statistics::CorrCoef(Longley(), R);
+  PCA(Longley(), PC, Z, eig);
+  PCA(R, PCm, eigm, &pct);
+  ExpectAllClose(eig.ToVector(), eigm, 1e-12);
+  ExpectAllClose(PC.ToVector(), PCm, 1e-10);
+  EXPECT_CLOSE(100.0, Kalix::Sum(pct), 1e-12);
+  // A non-symmetric matrix gives its singular values and right singular vectors.
+  // R: s <- svd(matrix(c(2, 1, 0, 3), 2, byrow = TRUE)); s$d; s$v
+  PCA(Mtx({{2, 1}, {0, 3}}), PCm, eigm);
+  ExpectAllClose({3.2566165379829402, 1.8424029756098448}, eigm, 1e-12);
+  ExpectAllClose({0.28978414868843000, 0.95709202648905256}, {std::abs(PCm(0, 0)), std::abs(PCm(1, 0))}, 1e-12);
+}
+
+TEST(PCA, PerfectCorrelationAndModes) {
+  // y = 2x + 1: one component carries everything.
+  const TMtx X = Mtx({{1, 3}, {2, 5}, {4, 9}, {7, 15}, {11, 23}});
+  TMtx PC, Z, PC2, Z2;
+  TVec eig, pct, eig2, pct2;
+  PCA(X, PC, Z, eig, &pct, Statistics::PCACorrMat);
+  EXPECT_CLOSE(2.0, eig[0], 1e-14);
+  EXPECT_NEAR(0.0, eig[1], 1e-14);
+  EXPECT_CLOSE(100.0, pct[0], 1e-13);
+  EXPECT_NEAR(0.0, pct[1], 1e-12);
+  // Deliberate: PCARawData, and any other mode value, is the correlation analysis.
+  for (const auto mode : {Statistics::PCARawData, static_cast<Statistics::TPCAMode>(7)}) {
+    PCA(X, PC2, Z2, eig2, &pct2, mode);
+    EXPECT_EQ(eig.ToVector(), eig2.ToVector());
+    EXPECT_EQ(pct.ToVector(), pct2.ToVector());
+    EXPECT_EQ(PC.ToVector(), PC2.ToVector());
+    EXPECT_EQ(Z.ToVector(), Z2.ToVector());
+  }
+}
+
+TEST(PCA, DegenerateData) {
+  TMtx PC, Z;
+  TVec eig;
+  // A constant column has no correlation: NaN, not an error.
+  PCA(Mtx({{1, 5}, {2, 5}, {3, 5}}), PC, Z, eig);
+  EXPECT_TRUE(std::isnan(eig[0]));
+  EXPECT_TRUE(std::isnan(Z(0, 0)));
+  // NaN data give NaN in both modes.
+  for (const auto mode : {Statistics::PCACorrMat, Statistics::PCACovMat}) {
+    PCA(Mtx({{1, 2}, {NAN, 3}, {4, 1}}), PC, Z, eig, nullptr, mode);
+    EXPECT_TRUE(std::isnan(eig[0])) << mode;
+    EXPECT_EQ(Z.Rows(), 3);
+  }
+  // More variables than observations: p components, the trailing ones with zero variance.
+  PCA(Mtx({{1, 2, 0, 5}, {3, 1, 4, 4}, {0, 6, 2, 1}}), PC, Z, eig, nullptr, Statistics::PCACovMat);
+  ASSERT_EQ(eig.Length(), 4);
+  EXPECT_EQ(Z.Rows(), 3);
+  EXPECT_EQ(Z.Cols(), 4);
+  EXPECT_NEAR(0.0, eig[3], 1e-12);
+  EXPECT_RAISES(PCA(ComplexMtx(), PC, Z, eig), "Covariance: X.Complex");
+  EXPECT_RAISES(PCA(ComplexMtx(), PC, eig), "SVD: A.Complex");
+}
+
+// Rows and columns that are not whole tiles of the score product (and a second block of rows):
+// Z against the plain product of the standardised data with PC, in both precisions.
+TEST_P(PCAPrecision, ScoresOfPartialTiles) {
+  const int n = 301, p = 37;
+  TMtx X(n, p, GetParam());
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < p; ++j) X(i, j) = std::sin(0.37 * i * (j + 1) + j) + 0.01 * j * i;
+  TMtx PC, Z;
+  TVec eig, mean, sd;
+  PCA(X, PC, Z, eig);
+  Kalix::MeanCols(X, mean);
+  Kalix::StdDevCols(X, sd);
+  const double tol = GetParam() == mvSingle ? 1e-4 : 1e-11;
+  for (int i : {0, 7, 255, 256, 300})
+    for (int c : {0, 15, 16, 36}) {
+      double z = 0;
+      for (int j = 0; j < p; ++j) z += (X(i, j) - mean[j]) / sd[j] * PC(j, c);
+      EXPECT_NEAR(z, Z(i, c), tol * 10) << i << "," << c;
+    }
+}
+
+TEST(PCA, ConcurrentCallsAgree) {
+  EXPECT_EQ(0, ConcurrentMismatches([](int t) {
+              TMtx PC, Z;
+              TVec eig;
+              PCA(Longley(), PC, Z, eig, nullptr, t % 2 ? Statistics::PCACovMat : Statistics::PCACorrMat);
+              std::vector<double> out = eig.ToVector();
+              out.push_back(Z(3, 2));
+              out.push_back(Kalix::ScratchOutstanding());
+              return out;
+            }));
+}
+
+}  // namespace
