@@ -118,4 +118,33 @@ KALIX_EXPORT TANOVA1Result ANOVA1(const TVec& Data, const TVecInt& GroupIndex, d
 KALIX_EXPORT TANOVA2Result ANOVA2(const TMtx& Data, double& pRows, double& pCols, double& pInter,
                                   int Replications = 1, double Alpha = 0.05);
 
+// ---------------------------------------------------------------- ridge and principal-component regression
+
+/// Ridge regression of y on the standardised columns of A (means removed, divided by their
+/// standard deviations, those below 1.49e-8 in double or SQRTEPS_SINGLE in single taken as 1):
+/// the least-squares b of [Z; sqrt(k) I] b = [y; 0]. B gets b (p values) when Standardized,
+/// otherwise b / s with the intercept mean(y) - sum m_j B_j in front (p + 1 values). A negative
+/// k gives NaN. Raises "RidgeRegress: (y.Complex) or (A.Complex)", "RidgeRegress:
+/// (y.FloatPrecision <> A.FloatPrecision)", "RidgeRegress: y.Length <> A.Rows".
+KALIX_EXPORT void RidgeRegress(const TVec& y, const TMtx& A, double k, TVec& B, bool Standardized = false);
+/// The ridge constant k >= eps minimising sum (yhat - y)^2 / (p + 1) (deliberately over the
+/// number of coefficients), found by Simplex from k = 1e-6 (tolerance 1e-8, 500 iterations).
+/// Messages as RidgeRegress.
+KALIX_EXPORT void RidgeOptimalk(const TVec& y, const TMtx& A, double& k);
+/// Principal-component regression of y on A: the least-squares fit of y on the scores of the
+/// correlation-matrix PCA of A, keeping the first NumComp components, taken back to A's scale
+/// with the intercept first (B has p + 1 values; NumComp <= 0 gives zero slopes and B[0] =
+/// mean(y)). YCalc gets the fitted values; BStdDev the slopes' standard deviations
+/// sqrt(sum_c PC(j,c)^2 MSE / lambda_c) / s_j over all components, MSE = sum of squared
+/// residuals / n with YCalc and 1 without (deliberately). A constant column gives NaN.
+/// Raises "PCRegress: y.Complex or A.Complex", "PCRegress: y.FloatPrecision <>
+/// A.FloatPrecision", "PCRegress: y.Length <> A.Rows".
+KALIX_EXPORT void PCRegress(const TVec& y, const TMtx& A, TVec& B, TVec* YCalc, TVec* BStdDev, int NumComp);
+/// Weighted form: the plain fit of Y * r on the rows of A times r, r = sqrt(Weights / sum
+/// Weights); YCalc is divided by r again. Raises "PCRegress: Y.Complex or A.Complex",
+/// "PCRegress: y.FloatPrecision <> A.FloatPrecision", "PCRegress: Y.Length<>Weights.Length";
+/// a row count of A unlike Y's is reported by the least-squares solver.
+KALIX_EXPORT void PCRegress(const TVec& Y, const TMtx& A, TVec& B, const TVec& Weights, TVec* YCalc,
+                            TVec* BStdDev, int NumComp);
+
 }  // namespace Regress
