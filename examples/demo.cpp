@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "DemoComponents.h"
 #include "KalixStats.h"
 
 namespace {
@@ -181,6 +182,7 @@ int main(int argc, char** argv) {
     DescribeShapes(michelson, longley);
     RegressLongley(longley);
     CompareSilverInstruments(silver);
+    DemoComponents(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;
