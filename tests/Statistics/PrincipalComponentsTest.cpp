@@ -115,6 +115,17 @@ TEST(PCA, SmallCovarianceMatchesPrcomp) {
   EXPECT_GT(PC(1, 0), 0);
   EXPECT_GT(PC(0, 1), 0);
   EXPECT_GT(PC(2, 2), 0);
+  // Nearly collinear columns: the small eigenvalue survives only the SVD of the centred data
+  // (the covariance matrix's eigen-decomposition, R's eigen(cov(X)), is off by 1e-3).
+  // R: x <- 1:8; X <- cbind(x, x + 1e-6 * rep(c(1, -1), 4)); prcomp(X)$sdev^2
+  TMtx X(8, 2);
+  for (int i = 0; i < 8; ++i) {
+    X(i, 0) = i + 1;
+    X(i, 1) = i + 1 + (i % 2 ? -1e-6 : 1e-6);
+  }
+  PCA(X, PC, Z, eig, nullptr, Statistics::PCACovMat);
+  EXPECT_CLOSE(11.999998857143455, eig[0], 1e-14);
+  EXPECT_CLOSE(1.0, eig[1] / 5.4421773903182387e-13, 1e-6);
 }
 
 TEST(PCA, MatrixFormMatchesDataFormAndSVD) {
