@@ -1,5 +1,5 @@
-// StatControlCharts: Shewhart charts for variables and attributes, EWMA and CUSUM charts.
-// Charts compute their constants
+// StatControlCharts: Shewhart charts for variables and attributes, EWMA and CUSUM charts,
+// Westgard multi-rule flags and process-capability indexes. Charts compute their constants
 // from formulas (c4 from the gamma function, the range constant in closed form), never from
 // tables. Only the argument checks quoted below raise (Kalix::EKalixError); degenerate
 // statistics give NaN or infinite limits. Outputs are sized by the routine.
@@ -15,6 +15,7 @@ namespace StatControlCharts {
 
 using Kalix::TMtx;
 using Kalix::TVec;
+using Statistics::TTwoElmReal;
 
 // ---------------------------------------------------------------- variables charts (rows are subgroups)
 
@@ -81,5 +82,18 @@ KALIX_EXPORT void EWMAChart(const TMtx& Data, TVec& DrawVec, double& CL, TVec& U
 /// computation. Raises "QCCumSumChart: (Data.Complex)".
 KALIX_EXPORT void QCCumSumChart(const TMtx& Data, TVec& DrawVec, double K, double H, double Mu0, double Sigma,
                                 TVec* CPlus = nullptr, TVec* CMinus = nullptr, double Confidence = 0.99865);
+
+// ---------------------------------------------------------------- Westgard rules and capability
+
+/// Per-point Westgard code in Results (sized like Data): 1 = beyond 3 sigma, 2 = beyond 2 sigma,
+/// 4 = this and the previous point beyond 2 sigma on one side, 8 = both beyond 2 sigma on any
+/// side, 16 = four points beyond 1 sigma on one side, 32 = ten points on one side of Mu.
+/// Raises "QCWestgardRules: (Data.Complex)".
+KALIX_EXPORT void QCWestgardRules(const TVec& Data, TVec& Results, double Mu, double Sigma);
+/// Expected fraction out of [LSL, USL] under N(mean, sd) of Data; Cp, Cpk and their 1 - Alpha
+/// intervals. An infinite limit gives the one-sided fraction and leaves Cp, Cpk NaN and the
+/// intervals unwritten.
+KALIX_EXPORT void QCCapIndexes(const TVec& Data, double LSL, double USL, double& FractionOut, double& Cp, double& Cpk,
+                               TTwoElmReal& CpCI, TTwoElmReal& CpkCI, double Alpha = 0.05);
 
 }  // namespace StatControlCharts
