@@ -6,3 +6,4 @@
 #include "Regress/Regress.h"         // IWYU pragma: export
 #include "RegModels/RegModels.h"     // IWYU pragma: export
 #include "StatControlCharts/StatControlCharts.h"  // IWYU pragma: export
+#include "StatProbPlots/StatProbPlots.h"          // IWYU pragma: export
