@@ -5,3 +5,5 @@
 #include "Statistics/Statistics.h"   // IWYU pragma: export
 #include "Regress/Regress.h"         // IWYU pragma: export
 #include "RegModels/RegModels.h"     // IWYU pragma: export
+#include "StatControlCharts/StatControlCharts.h"  // IWYU pragma: export
+#include "StatProbPlots/StatProbPlots.h"          // IWYU pragma: export

@@ -1,0 +1,269 @@
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using namespace StatControlCharts;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+using Kalix::TMtxFloatPrecision;
+
+const double kInf = std::numeric_limits<double>::infinity();
+
+// Six subgroups of four inside diameters (mm) of forged piston rings.
+TMtx Rings(TMtxFloatPrecision p = mvDouble) {
+  return Mtx({{74.030, 74.002, 74.019, 73.992},
+              {73.995, 73.992, 74.001, 74.011},
+              {73.988, 74.024, 74.021, 74.005},
+              {74.002, 73.996, 73.993, 74.015},
+              {73.992, 74.007, 74.015, 73.989},
+              {74.009, 73.994, 73.997, 73.985}},
+             p);
+}
+// Nonconforming counts of eight samples, and their sizes when they differ.
+const std::vector<double> kCounts{12, 15, 8, 10, 4, 7, 16, 9};
+const std::vector<double> kSizes{50, 60, 45, 55, 40, 50, 70, 50};
+
+struct TLimits {
+  double cl, ucl, lcl;
+};
+void ExpectLimits(const TLimits& e, double cl, double ucl, double lcl, double tol) {
+  EXPECT_CLOSE(e.cl, cl, tol);
+  EXPECT_CLOSE(e.ucl, ucl, tol);
+  EXPECT_CLOSE(e.lcl, lcl, tol);
+}
+
+class ChartPrecision : public testing::TestWithParam<TMtxFloatPrecision> {
+ protected:
+  TMtxFloatPrecision p() const { return GetParam(); }
+  double tol() const { return TolFor(GetParam()); }
+};
+INSTANTIATE_TEST_SUITE_P(Precisions, ChartPrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+using VarChart = void (*)(const TMtx&, TVec&, double&, double&, double&, double);
+
+TEST_P(ChartPrecision, VariablesChartsOnPistonRings) {
+  // R: c4 <- sqrt(8/(3*pi)) (n = 4); z <- qnorm(0.5*0.9973+0.5); sbar, xbarbar, rbar from apply();
+  // X: xbb -+ z*sbar/(c4*2); S: sbar -+ z*sbar*sqrt(1-c4^2)/c4; R: rbar -+ 0.5*z*rbar*sqrt(4*log(2)/(3*log(4))).
+  const struct {
+    VarChart chart;
+    TLimits expected;
+    double firstPoint;  // DrawVec[0]: mean, sd and range of the first ring sample
+  } cases[]{
+      {QCXChart, {74.003083333333336, 74.023152279462579, 73.983014387204094}, 74.01075},
+      // The s chart's negative lower limit is clipped at 0; the R chart's is not.
+      {QCSChart, {0.012326678487775793, 0.02793271409400417, 0.0}, 0.016997548842897409},
+      {QCRChart, {0.027499999999998675, 0.061180225664304366, -0.0061802256643070201}, 0.038},
+  };
+  // Single precision loses the digits of 74.0xx below 1e-5 of the spread; compare spreads at 1e-4.
+  const double tol = p() == mvSingle ? 1e-4 : 1e-11;
+  for (const auto& c : cases) {
+    TVec draw;
+    double cl, ucl, lcl;
+    c.chart(Rings(p()), draw, cl, ucl, lcl, 0.9973);
+    ASSERT_EQ(6, draw.Length());
+    EXPECT_EQ(p(), draw.FloatPrecision());
+    EXPECT_CLOSE(c.expected.cl, cl, tol);
+    EXPECT_CLOSE((c.expected.ucl - c.expected.cl) / c.expected.cl, (ucl - cl) / cl, tol);
+    EXPECT_CLOSE(c.expected.lcl, lcl, tol);
+    EXPECT_CLOSE(c.firstPoint, draw[0], tol);
+  }
+}
+
+TEST(QCXChart, C4FromClosedFormsAndForLargeSubgroups) {
+  // Half-width * c4 * sqrt(n) / (z * sbar) = 1 with c4(4) = sqrt(8/(3 pi)), c4(5) = (3/4) sqrt(pi/2)
+  // and, past the range of the gamma function, c4(2k) = sqrt(2/((2k-1) pi)) 4^(k-1) / choose(2k-2, k-1)
+  // at k = 200 in exact integer arithmetic (bc -l, scale=40).
+  const std::vector<std::pair<int, double>> cases{
+      {4, std::sqrt(8.0 / (3.0 * std::numbers::pi))}, {5, 0.75 * std::sqrt(std::numbers::pi / 2)}, {400, 0.99937363049123955}};
+  for (const auto& [n, c4] : cases) {
+    TMtx x(3, n);
+    for (int r = 0; r < 3; ++r)
+      for (int c = 0; c < n; ++c) x(r, c) = std::sin(1.0 + r * n + c);
+    TVec draw, sd;
+    double cl, ucl, lcl;
+    QCXChart(x, draw, cl, ucl, lcl, 0.9973);
+    Kalix::StdDevRows(x, sd);
+    const double z = Kalix::NormalCDFInv(0.5 * 0.9973 + 0.5, 0, 1);
+    EXPECT_CLOSE(1.0, (ucl - cl) * c4 * std::sqrt(n) / (z * Kalix::Mean(sd)), 1e-13) << n;
+  }
+}
+
+TEST(QCXChart, ConfidenceConventionsGiveThreeSigmaAtTheirOwnValues) {
+  // x-bar reads 0.9973 two-sided, p reads 0.99865 one-sided: the same z.
+  TVec draw;
+  double cl, ucl, lcl, pcl, pucl, plcl;
+  QCXChart(Rings(), draw, cl, ucl, lcl, 0.9973);
+  QCPChart(Vec(kCounts), 50, draw, pcl, pucl, plcl, 0.99865);
+  TVec sd;
+  Kalix::StdDevRows(Rings(), sd);
+  const double zx = (ucl - cl) * std::sqrt(8.0 / (3.0 * std::numbers::pi)) * 2.0 / Kalix::Mean(sd);
+  const double zp = (pucl - pcl) / std::sqrt(pcl * (1 - pcl) / 50);
+  EXPECT_CLOSE(zx, zp, 1e-13);
+  EXPECT_CLOSE(3.0, zx, 1e-5);
+}
+
+TEST_P(ChartPrecision, AttributesChartsWithConstantSize) {
+  // R: d <- c(12,15,8,10,4,7,16,9); m <- 50; z <- qnorm(0.99865); p <- mean(d/m);
+  // p -+ z*sqrt(p*(1-p)/m); mean(d) -+ z*sqrt(m*pp*(1-pp)); u -+ z*sqrt(u/m); mean(d) -+ z*sqrt(mean(d)).
+  using AttrChart = void (*)(const TVec&, int, TVec&, double&, double&, double&, double);
+  const struct {
+    AttrChart chart;
+    TLimits expected;
+    double firstPoint;
+  } cases[]{{QCPChart, {0.2025, 0.37299466014382121, 0.032005339856178844}, 0.24},
+            {QCNPChart, {10.125, 18.649733007191056, 1.6002669928089439}, 12},
+            {QCUChart, {0.2025, 0.39341736674497807, 0.011582633255021929}, 0.24}};
+  for (const auto& c : cases) {
+    TVec draw;
+    double cl, ucl, lcl;
+    c.chart(Vec(kCounts, p()), 50, draw, cl, ucl, lcl, 0.99865);
+    ExpectLimits(c.expected, cl, ucl, lcl, tol());
+    EXPECT_CLOSE(c.firstPoint, draw[0], tol());
+    EXPECT_EQ(p(), draw.FloatPrecision());
+  }
+  TVec draw;
+  double cl, ucl, lcl;
+  QCCChart(Vec(kCounts, p()), draw, cl, ucl, lcl, 0.99865);
+  ExpectLimits({10.125, 19.670868337248905, 0.57913166275109695}, cl, ucl, lcl, tol());
+  ExpectAllClose(kCounts, draw, 0.0);
+}
+
+TEST_P(ChartPrecision, AttributesChartsWithSizePerSample) {
+  // R: pb <- sum(d)/sum(ns); p: pb -+ z*sqrt(pb*(1-pb)/ns); np: ns*pb -+ z*sqrt(pb*(1-pb))*sqrt(ns);
+  // u: pb -+ z*sqrt(pb/ns).
+  const double pbar = 0.19285714285714287;
+  TVec data = Vec(kCounts, p()), sizes = Vec(kSizes, p()), draw, ucl, lcl, cl;
+  double c;
+  QCPChart(data, sizes, draw, c, ucl, lcl, 0.99865);
+  EXPECT_CLOSE(pbar, c, tol());
+  EXPECT_CLOSE(15.0 / 60, draw[1], tol());
+  EXPECT_CLOSE(0.345661369428924, ucl[1], tol());
+  EXPECT_CLOSE(0.0057109500363955457, lcl[4], tol());
+
+  QCUChart(data, sizes, draw, c, ucl, lcl, 0.99865);
+  EXPECT_CLOSE(pbar, c, tol());
+  EXPECT_CLOSE(16.0 / 70, draw[6], tol());
+  EXPECT_CLOSE(0.4011650677596445, ucl[4], tol());
+  EXPECT_CLOSE(-0.015450782045358769, lcl[4], tol());
+
+  // Deliberate: the np chart leaves DrawVec alone (the counts are plotted as they are).
+  TVec untouched = Vec({-1.0});
+  QCNPChart(data, sizes, untouched, cl, ucl, lcl, 0.99865);
+  ExpectAllClose({-1.0}, untouched, 0.0);
+  EXPECT_CLOSE(11.571428571428571, cl[1], tol());
+  EXPECT_CLOSE(23.402845700324779, ucl[6], tol());
+  EXPECT_CLOSE(0.22843800145582094, lcl[4], tol());
+  EXPECT_EQ(p(), ucl.FloatPrecision());
+}
+
+TEST(QCMRChart, MeanOfSignedDifferencesOverTheConstant1128) {
+  // R: y <- c(10.2,11.5,9.8,12.1,10.9,11.7); mr <- mean(diff(y)) (signed, deliberately);
+  // mean(y) -+ qnorm(0.5*0.9973+0.5)*mr/1.128.
+  double cl, ucl, lcl;
+  QCMRChart(Vec({10.2, 11.5, 9.8, 12.1, 10.9, 11.7}), cl, ucl, lcl, 0.9973);
+  ExpectLimits({11.033333333333333, 11.831199554797005, 10.235467111869662}, cl, ucl, lcl, 1e-12);
+}
+
+TEST_P(ChartPrecision, EwmaRecursionAndLimits) {
+  // Row means 11, 8.5, 12.5, 10, CL 10.5; z_t by hand with lambda = 0.25 (exact in binary).
+  const TMtx x = Mtx({{10.5, 11.5}, {8, 9}, {12, 13}, {9.5, 10.5}}, p());
+  TVec draw, ucl, lcl;
+  double cl, u, l;
+  EWMAChart(x, draw, cl, u, l, 0.25, 0.99865);
+  ExpectAllClose({10.625, 10.09375, 10.6953125, 10.521484375}, draw, 0.0);
+  EXPECT_CLOSE(10.5, cl, 0.0);
+  // sigma-hat = sd / c4(2) = sqrt(0.5) / sqrt(2/pi) = sqrt(pi)/2; d = z sigma sqrt(lambda/((2-lambda) n)).
+  const double z = Kalix::NormalCDFInv(0.99865, 0, 1), sigma = std::sqrt(std::numbers::pi) / 2;
+  EXPECT_CLOSE(z * sigma * std::sqrt(0.25 / (1.75 * 2)), u - cl, tol());
+  EXPECT_CLOSE(u - cl, cl - l, tol());
+  // Exact limits: the first half-width is d0 * lambda, then they widen towards the constant form.
+  EWMAChart(x, draw, cl, ucl, lcl, 0.25, 0.99865);
+  EXPECT_CLOSE(z * sigma / std::sqrt(2.0) * 0.25, ucl[0] - cl, tol());
+  EXPECT_CLOSE(cl - lcl[0], ucl[0] - cl, tol());
+  EXPECT_LT(ucl[2], ucl[3]);
+  TMtx longx(200, 2, p());
+  for (int r = 0; r < 200; ++r) longx(r, 0) = r % 7, longx(r, 1) = r % 5;
+  EWMAChart(longx, draw, cl, u, l, 0.25, 0.99865);
+  EWMAChart(longx, draw, cl, ucl, lcl, 0.25, 0.99865);
+  EXPECT_CLOSE(u, ucl[199], tol());
+  EXPECT_CLOSE(l, lcl[199], tol());
+}
+
+TEST(EWMAChart, SubgroupsOfOneHaveUnboundedLimits) {
+  TVec draw, ucl, lcl;
+  double cl, u, l;
+  EWMAChart(Mtx({{1}, {2}, {4}}), draw, cl, u, l, 0.5, 0.99865);
+  EXPECT_EQ(kInf, u);
+  EXPECT_EQ(-kInf, l);
+  EWMAChart(Mtx({{1}, {2}, {4}}), draw, cl, ucl, lcl, 0.5, 0.99865);
+  ExpectAllClose({kInf, kInf, kInf}, ucl, 0.0);
+  ExpectAllClose({-kInf, -kInf, -kInf}, lcl, 0.0);
+  ExpectAllClose({(1 + 7.0 / 3) / 2, (2 + (1 + 7.0 / 3) / 2) / 2, (4 + (2 + (1 + 7.0 / 3) / 2) / 2) / 2}, draw, 1e-15);
+}
+
+TEST_P(ChartPrecision, CumSumAgainstAHandRunOfTheRecursion) {
+  // Row means 11, 8.5, 12.5, 10; target 10, allowance 0.5, sigma 2: cumulative (mean - 10)/2 is
+  // 0.5, -0.25, 1, 1; C+ = 0.5, 0, 2, 1.5 and C- = 0, 1, 0, 0 by the tabular recursion.
+  const TMtx x = Mtx({{10.5, 11.5}, {8, 9}, {12, 13}, {9.5, 10.5}}, p());
+  TVec draw, cplus, cminus;
+  QCCumSumChart(x, draw, 0.5, 5.0, 10.0, 2.0, &cplus, &cminus, 0.99865);
+  ExpectAllClose({0.5, -0.25, 1, 1}, draw, 0.0);
+  ExpectAllClose({0.5, 0, 2, 1.5}, cplus, 0.0);
+  ExpectAllClose({0, 1, 0, 0}, cminus, 0.0);
+  EXPECT_EQ(p(), cplus.FloatPrecision());
+  // Only one of the two: neither is written.
+  TVec only;
+  QCCumSumChart(x, draw, 0.5, 5.0, 10.0, 2.0, &only);
+  EXPECT_EQ(0, only.Length());
+}
+
+TEST(ControlCharts, DegenerateDataGiveNaNOrInfiniteLimitsWithoutError) {
+  TVec draw, ucl, lcl;
+  double cl, u, l;
+  // One observation per subgroup: no standard deviation, no c4.
+  QCXChart(Mtx({{1}, {2}}), draw, cl, u, l, 0.9973);
+  EXPECT_CLOSE(1.5, cl, 0.0);
+  EXPECT_TRUE(std::isnan(u) && std::isnan(l));
+  // No subgroups at all.
+  QCRChart(TMtx(0, 5), draw, cl, u, l, 0.9973);
+  EXPECT_EQ(0, draw.Length());
+  EXPECT_TRUE(std::isnan(cl) && std::isnan(u));
+  // Samples of size zero.
+  QCPChart(Vec({1, 2}), 0, draw, cl, u, l, 0.99865);
+  EXPECT_EQ(kInf, draw[0]);
+  QCPChart(Vec({0, 0}), Vec({0, 0}), draw, cl, ucl, lcl, 0.99865);
+  EXPECT_TRUE(std::isnan(cl) && std::isnan(ucl[0]));
+  QCMRChart(Vec({3}), cl, u, l, 0.9973);
+  EXPECT_CLOSE(3.0, cl, 0.0);
+  EXPECT_TRUE(std::isnan(u));
+}
+
+TEST(ControlCharts, MessagesInOrder) {
+  TVec d = Vec({1, 2}), n = Vec({10, 10}), shortN = Vec({10}), single = Vec({10, 10}, mvSingle), draw, u, l, c;
+  double cl, uc, lc;
+  // Complexity before length, length before precision; the np and u charts speak as the p chart.
+  EXPECT_RAISES(QCPChart(ComplexVec(), shortN, draw, cl, u, l), "QCPChart: (Data.Complex) or (SampleSize.Complex)");
+  EXPECT_RAISES(QCPChart(d, ComplexVec(), draw, cl, u, l), "QCPChart: (Data.Complex) or (SampleSize.Complex)");
+  EXPECT_RAISES(QCPChart(d, Vec({10}, mvSingle), draw, cl, u, l), "QCPChart: Data.Length <> SampleSize.Length");
+  EXPECT_RAISES(QCPChart(d, single, draw, cl, u, l), "QCPChart: Data.FloatPrecision <> SampleSize.FloatPrecision");
+  EXPECT_RAISES(QCNPChart(ComplexVec(), n, draw, c, u, l), "QCPChart: (Data.Complex) or (SampleSize.Complex)");
+  EXPECT_RAISES(QCNPChart(d, shortN, draw, c, u, l), "QCPChart: Data.Length <> SampleSize.Length");
+  EXPECT_RAISES(QCNPChart(d, single, draw, c, u, l), "QCPChart: Data.FloatPrecision <> SampleSize.FloatPrecision");
+  EXPECT_RAISES(QCUChart(d, ComplexVec(), draw, cl, u, l), "QCPChart: (Data.Complex) or (SampleSize.Complex)");
+  EXPECT_RAISES(QCUChart(d, Vec({10}, mvSingle), draw, cl, u, l),
+                "QCPChart: Data.FloatPrecision <> SampleSize.FloatPrecision");
+  // The u chart makes no length check of its own: the division refuses the mismatch.
+  EXPECT_RAISES(QCUChart(d, shortN, draw, cl, u, l), "Divide: X.Length <> Y.Length");
+  EXPECT_RAISES(EWMAChart(ComplexMtx(), draw, cl, uc, lc), "EWMAChart: (Data.Complex)");
+  EXPECT_RAISES(EWMAChart(ComplexMtx(), draw, cl, u, l), "EWMAChart: (Data.Complex)");
+  EXPECT_RAISES(QCMRChart(ComplexVec(), cl, uc, lc), "QCMRChart: (Data.Complex)");
+  EXPECT_RAISES(QCCumSumChart(ComplexMtx(), draw, 0.5, 5, 0, 1), "QCCumSumChart: (Data.Complex)");
+}
+
+}  // namespace

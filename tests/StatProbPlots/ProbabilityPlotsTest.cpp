@@ -1,0 +1,144 @@
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using namespace StatProbPlots;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+using Kalix::TMtxFloatPrecision;
+
+// Seven values and a second sample of seven; R's quantile type 6 is the (n + 1) p rule.
+const std::vector<double> kX{3.1, 0.4, 2.2, 5.0, 1.7, 0.9, 4.4};
+const std::vector<double> kXSorted{0.4, 0.9, 1.7, 2.2, 3.1, 4.4, 5.0};
+const std::vector<double> kY{10, 14, 9, 30, 12, 11, 20};
+
+class PlotPrecision : public testing::TestWithParam<TMtxFloatPrecision> {
+ protected:
+  double tol() const { return TolFor(GetParam()); }
+};
+INSTANTIATE_TEST_SUITE_P(Precisions, PlotPrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+using OneSamplePlot = void (*)(const TVec&, TVec&, TVec&, double&, double&, double&, double&, bool);
+void NormalNoBounds(const TVec& d, TVec& x, TVec& y, double& a, double& b, double& c, double& e, bool s) {
+  StatNormalPlot(d, x, y, a, b, c, e, nullptr, s);
+}
+void QQNormal(const TVec& d, TVec& x, TVec& y, double& a, double& b, double& c, double& e, bool s) {
+  StatQQPlot(d, x, y, a, b, c, e, s);
+}
+
+TEST_P(PlotPrecision, ScoresAndReferenceLines) {
+  // R: p <- ((0:6)+0.5)/7; qnorm(p), -log(1-p), log(log(1/(1-p))); the line through
+  // quantile(., c(.25,.75), type=6) of sort(x) and of the scores (Weibull: in log x, from the
+  // lower quartiles).
+  const std::vector<double> normal{-1.4652337926855223, -0.79163860774337458, -0.36610635680056969, 0,
+                                   0.36610635680056969,  0.79163860774337458,  1.4652337926855223};
+  const struct {
+    const char* what;
+    OneSamplePlot plot;
+    std::vector<double> y;
+    double minY, maxY;
+  } cases[]{
+      {"normal", NormalNoBounds, normal, -1.0178210670986245, 1.0630575589696742},
+      {"q-q normal", QQNormal, normal, -1.0178210670986245, 1.0630575589696742},
+      {"exponential", StatExpPlot,
+       {0.074107972153721849, 0.2411620568168881, 0.44183275227903934, 0.69314718055994529, 1.0296194171811583,
+        1.5404450409471488, 2.6390573296152589},
+       0.05555020194113669, 1.7631792667980504},
+      {"weibull", StatWeibullPlot,
+       {-2.6022321660471017, -1.4222861365496993, -0.81682385702039551, -0.36651292058166435, 0.02918923607801098,
+        0.43207136230467502, 0.97042178127736523},
+       -2.3698523865130667, 0.58144375716618546},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    TVec x, y;
+    double minX, maxX, minY, maxY;
+    c.plot(Vec(kX, GetParam()), x, y, minX, maxX, minY, maxY, false);
+    ExpectAllClose(kXSorted, x, tol());
+    ExpectAllClose(c.y, y, 10 * tol());
+    EXPECT_EQ(GetParam(), y.FloatPrecision());
+    EXPECT_CLOSE(0.4, minX, tol());
+    EXPECT_CLOSE(5.0, maxX, tol());
+    EXPECT_CLOSE(c.minY, minY, 10 * tol());
+    EXPECT_CLOSE(c.maxY, maxY, 10 * tol());
+  }
+}
+
+TEST_P(PlotPrecision, NormalBoundsAndTwoSampleLine) {
+  // R: sqrt(p*(1-p)/n) * k * sqrt(2*pi) * exp(-0.5*(1/qnorm(p))^2), k = 0.45236491871049972; the
+  // middle score 0 gives exp(-Inf) = 0.
+  TVec x, y, b;
+  double minX, maxX, minY, maxY;
+  StatNormalPlot(Vec(kX, GetParam()), x, y, minX, maxX, minY, maxY, &b);
+  ExpectAllClose({0.087443874752539577, 0.07918830455718516, 0.0049251071653412092, 0, 0.0049251071653412092,
+                  0.07918830455718516, 0.087443874752539563},
+                 b, 10 * tol());
+  // R: the line through quantile(sort(x)) and quantile(sort(y)), type 6.
+  StatQQPlot(Vec(kX, GetParam()), Vec(kY, GetParam()), x, y, minX, maxX, minY, maxY);
+  ExpectAllClose({9, 10, 11, 12, 14, 20, 30}, y, 0.0);
+  EXPECT_CLOSE(8.5714285714285712, minY, tol());
+  EXPECT_CLOSE(21.714285714285712, maxY, tol());
+}
+
+TEST(StatNormalPlot, SortedFlagIsTrustedAndOnePointIsAccepted) {
+  TVec x, y;
+  double minX, maxX, minY, maxY;
+  // The given order stays; the ends are the first and last elements; the quartiles still come
+  // from the values (the same line as for the sorted sample).
+  StatNormalPlot(Vec(kX), x, y, minX, maxX, minY, maxY, nullptr, true);
+  ExpectAllClose(kX, x, 0.0);
+  EXPECT_EQ(3.1, minX);
+  EXPECT_EQ(4.4, maxX);
+  EXPECT_CLOSE((3.1 - 2.65) * 0.45236491871049972, minY, 1e-12);  // centre (0.9 + 4.4)/2, score 0
+  StatNormalPlot(Vec({2.5}), x, y, minX, maxX, minY, maxY);
+  EXPECT_EQ(0.0, y[0]);
+  EXPECT_EQ(minX, maxX);
+  EXPECT_TRUE(std::isnan(minY));  // equal quartiles: 0/0
+  // First Weibull score ln(ln(1/(1 - 0.5/n))) is negative.
+  StatWeibullPlot(Vec({4.0, 1.0}), x, y, minX, maxX, minY, maxY);
+  EXPECT_CLOSE(std::log(std::log(1 / 0.75)), y[0], 1e-15);
+  EXPECT_LT(y[0], 0.0);
+}
+
+TEST(StatNormalPlot, LargeSampleScoresAreSymmetricQuantiles) {
+  // A sample long enough for the radix sort; the scores of positions i and n-1-i mirror.
+  std::vector<double> v(100001);
+  for (std::size_t i = 0; i < v.size(); ++i) v[i] = std::sin(0.1 * double(i)) * 7.0;
+  TVec x, y;
+  double minX, maxX, minY, maxY;
+  StatNormalPlot(Vec(v), x, y, minX, maxX, minY, maxY);
+  // R: qnorm(0.5/100001), qnorm(12345.5/100001)
+  EXPECT_CLOSE(-4.4171755757339248, y[0], 1e-13);
+  EXPECT_CLOSE(-1.1578934252750244, y[12345], 1e-13);
+  EXPECT_EQ(-y[0], y[100000]);
+  EXPECT_EQ(0.0, y[50000]);
+  EXPECT_EQ(*std::min_element(v.begin(), v.end()), minX);
+}
+
+TEST(ProbabilityPlots, MessagesInOrderAndZeroedOutputs) {
+  TVec x, y, empty;
+  double a = 9, b = 9, c = 9, d = 9;
+  EXPECT_RAISES(StatNormalPlot(ComplexVec(), x, y, a, b, c, d), "StatNormalPlot: (Data.Complex)");
+  EXPECT_RAISES(StatNormalPlot(empty, x, y, a, b, c, d), "StatNormalPlot: Data.Length < 1");
+  EXPECT_RAISES(StatQQPlot(ComplexVec(), Vec({1, 2}), x, y, a, b, c, d), "StatQQPlot: (XData.Complex) or YData.Complex");
+  EXPECT_RAISES(StatQQPlot(Vec({1}), Vec({1, 2}), x, y, a, b, c, d), "StatQQPlot: (XData.Length <> YData.Length");
+  EXPECT_RAISES(StatQQPlot(empty, empty, x, y, a, b, c, d), "StatQQPlot: XData.Length < 1");
+  // The one-sample form speaks through the two-sample one.
+  EXPECT_RAISES(StatQQPlot(ComplexVec(), x, y, a, b, c, d), "StatQQPlot: (XData.Complex) or YData.Complex");
+  EXPECT_RAISES(StatQQPlot(empty, x, y, a, b, c, d), "StatQQPlot: XData.Length < 1");
+  a = b = c = d = 9;
+  EXPECT_RAISES(StatWeibullPlot(ComplexVec(), x, y, a, b, c, d), "StatWeibullPlot: (Data.Complex)");
+  EXPECT_TRUE(a == 0 && b == 0 && c == 0 && d == 0);
+  EXPECT_RAISES(StatWeibullPlot(empty, x, y, a, b, c, d), "StatWeibullPlot: Data.Length < 1");
+  a = b = c = d = 9;
+  EXPECT_RAISES(StatExpPlot(ComplexVec(), x, y, a, b, c, d), "StatExpPlot: (Data.Complex)");
+  EXPECT_TRUE(a == 0 && d == 0);
+  EXPECT_RAISES(StatExpPlot(empty, x, y, a, b, c, d), "StatExpPlot: Data.Length < 1");
+}
+
+}  // namespace
