@@ -324,8 +324,7 @@ void PCRegress(const TVec& y, const TMtx& A, TVec& B, TVec* YCalc, TVec* BStdDev
   PCRegressCore(y, A, B, YCalc, BStdDev, NumComp);
 }
 
-void PCRegress(const TVec& Y, const TMtx& A, TVec& B, const TVec& Weights, TVec* YCalc, TVec* BStdDev,
-               int NumComp) {
+void PCRegress(const TVec& Y, const TMtx& A, TVec& B, const TVec& Weights, TVec* YCalc, TVec* BStdDev, int NumComp) {
   if (Y.Complex() || A.Complex()) ERaise("PCRegress: Y.Complex or A.Complex");
   if (Y.FloatPrecision() != A.FloatPrecision()) ERaise("PCRegress: y.FloatPrecision <> A.FloatPrecision");
   if (Y.Length() != Weights.Length()) ERaise("PCRegress: Y.Length<>Weights.Length");
