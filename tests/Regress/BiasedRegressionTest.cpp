@@ -193,13 +193,14 @@ TEST(PCRegress, WeightedAndDegenerate) {
 }
 
 TEST(BiasedRegression, ConcurrentCallsAgree) {
+  // Ridge, principal-component regression (correlation PCA) and covariance PCA side by side.
   EXPECT_EQ(0, ConcurrentMismatches([](int t) {
               const TLongley L;
               TVec B, yc;
-              if (t % 2)
-                RidgeRegress(L.y, L.A, 0.01 * (t + 1), B);
-              else
-                PCRegress(L.y, L.A, B, &yc, nullptr, 3);
+              TMtx PC, Z;
+              if (t % 3 == 0) RidgeRegress(L.y, L.A, 0.01 * (t + 1), B);
+              if (t % 3 == 1) PCRegress(L.y, L.A, B, &yc, nullptr, 3);
+              if (t % 3 == 2) Statistics::PCA(L.A, PC, Z, B, nullptr, Statistics::PCACovMat);
               std::vector<double> out = B.ToVector();
               out.push_back(Kalix::ScratchOutstanding());
               return out;
