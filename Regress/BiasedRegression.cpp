@@ -210,10 +210,10 @@ void CheckRidge(const TVec& y, const TMtx& A) {
   if (y.Length() != A.Rows()) ERaise("RidgeRegress: y.Length <> A.Rows");
 }
 
-// The ridge constant minimising sum (yhat - y)^2 / (p + 1) (deliberately over the number of
-// coefficients, not of observations). The data are reduced once to the triangular form; each
-// trial k then costs a p x p solve, and the residual sum of squares is
+// The ridge constant minimising sum (yhat - y)^2 / (p + 1). The data are reduced once to the
+// triangular form; each trial k then costs a p x p solve, and the residual sum of squares is
 // ||R b - z||^2 + rho^2, the same number as summing over the observations.
+// Deliberate: the divisor is the number of coefficients, not of observations.
 template <class T>
 double OptimalK(const TVec& y, const TMtx& A) {
   const std::size_t p = static_cast<std::size_t>(A.Cols());
@@ -324,8 +324,7 @@ void PCRegress(const TVec& y, const TMtx& A, TVec& B, TVec* YCalc, TVec* BStdDev
   PCRegressCore(y, A, B, YCalc, BStdDev, NumComp);
 }
 
-void PCRegress(const TVec& Y, const TMtx& A, TVec& B, const TVec& Weights, TVec* YCalc, TVec* BStdDev,
-               int NumComp) {
+void PCRegress(const TVec& Y, const TMtx& A, TVec& B, const TVec& Weights, TVec* YCalc, TVec* BStdDev, int NumComp) {
   if (Y.Complex() || A.Complex()) ERaise("PCRegress: Y.Complex or A.Complex");
   if (Y.FloatPrecision() != A.FloatPrecision()) ERaise("PCRegress: y.FloatPrecision <> A.FloatPrecision");
   if (Y.Length() != Weights.Length()) ERaise("PCRegress: Y.Length<>Weights.Length");

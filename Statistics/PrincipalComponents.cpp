@@ -140,15 +140,15 @@ template <class T, int VB, int MI, int NV>
 
 template <class T>
 struct TScoreJob {
-  const T* x;    // data, n x p
+  const T* x;     // data, n x p
   Index n, p, c;  // rows, variables, components
-  const T* m;    // means
-  const T* inv;  // reciprocal deviations, or null
-  const T* P;    // loadings, p x Q
-  Index Q;       // padded width
-  T* B;          // block buffer, kScoreBlockRows x p
-  T* Out;        // block products, kScoreBlockRows x Q
-  T* z;          // scores, n x c
+  const T* m;     // means
+  const T* inv;   // reciprocal deviations, or null
+  const T* P;     // loadings, p x Q
+  Index Q;        // padded width
+  T* B;           // block buffer, kScoreBlockRows x p
+  T* Out;         // block products, kScoreBlockRows x Q
+  T* z;           // scores, n x c
 };
 
 template <class T, int VB, int MI, int NV>
@@ -207,9 +207,17 @@ void ScoresKernel(const TMtx& Data, const TVec& Means, const TVec* StdDevs, cons
   // Data may be Z itself (same shape): each block is packed before its rows of Z are written.
   Z.Size(static_cast<int>(n), static_cast<int>(c), PrecisionOf<T>());
   if (n == 0 || c == 0) return;
-  const TScoreJob<T> j{Data.Span<T>().data(), n, p, c, Means.Span<T>().data(),
+  const TScoreJob<T> j{Data.Span<T>().data(),
+                       n,
+                       p,
+                       c,
+                       Means.Span<T>().data(),
                        StdDevs != nullptr ? std::as_const(*inv).Span<T>().data() : nullptr,
-                       P.data(), Q, block->Span<T>().data(), out->Span<T>().data(), Z.Span<T>().data()};
+                       P.data(),
+                       Q,
+                       block->Span<T>().data(),
+                       out->Span<T>().data(),
+                       Z.Span<T>().data()};
   RunScores<T>(j);
 }
 
@@ -244,8 +252,7 @@ void CovarianceAxes(const TMtx& Data, const TVec& Means, TMtx& PC, TVec& Eig) {
   const auto m = Means.Span<T>();
   auto w = W->Span<T>();
   for (Index i = 0; i < n; ++i)
-    for (Index j = 0; j < p; ++j)
-      w[std::size_t(i * p + j)] = (x[std::size_t(i * p + j)] - m[std::size_t(j)]) * scale;
+    for (Index j = 0; j < p; ++j) w[std::size_t(i * p + j)] = (x[std::size_t(i * p + j)] - m[std::size_t(j)]) * scale;
   LQR(*W, *R);
   SVD(*R, *U, Eig, PC);
   for (T& v : Eig.Span<T>()) v *= v;

@@ -42,7 +42,7 @@ struct TLongley {
 };
 
 // R: coef(lm(Employed ~ ., longley))
-const std::vector<double> kLongleyLm{-3482.2586345958125,   0.015061872271372992, -0.035819179292590986,
+const std::vector<double> kLongleyLm{-3482.2586345958125,   0.015061872271372992,  -0.035819179292590986,
                                      -0.020202298038168236, -0.010332268671735883, -0.051104105653578973,
                                      1.8291514646135489};
 
@@ -107,8 +107,8 @@ TEST(RidgeRegress, ZeroKIsLeastSquares) {
   for (int i = 0; i < 10; ++i)
     for (int j = 0; j < 7; ++j) P(i, j) = std::pow(i + 1.0, j + 1);
   RidgeRegress(Vec({1.2, 1.9, 3.2, 3.9, 5.1, 6.2, 6.8, 8.1, 9.0, 9.9}), P, 0, B);
-  const std::vector<double> poly{4.0999999999663839,   -7.2179344184495253,  6.2620393070351819,
-                                 -2.4068891402446742,  0.51444884363384658,  -0.061936274509022664,
+  const std::vector<double> poly{4.0999999999663839,    -7.2179344184495253,  6.2620393070351819,
+                                 -2.4068891402446742,   0.51444884363384658,  -0.061936274509022664,
                                  0.0039232026143279962, -0.000101540616245151};
   ASSERT_EQ(B.Length(), 8);
   for (int j = 0; j < 8; ++j) EXPECT_NEAR(1.0, B[j] / poly[std::size_t(j)], 1e-8) << j;
@@ -193,13 +193,14 @@ TEST(PCRegress, WeightedAndDegenerate) {
 }
 
 TEST(BiasedRegression, ConcurrentCallsAgree) {
+  // Ridge, principal-component regression (correlation PCA) and covariance PCA side by side.
   EXPECT_EQ(0, ConcurrentMismatches([](int t) {
               const TLongley L;
               TVec B, yc;
-              if (t % 2)
-                RidgeRegress(L.y, L.A, 0.01 * (t + 1), B);
-              else
-                PCRegress(L.y, L.A, B, &yc, nullptr, 3);
+              TMtx PC, Z;
+              if (t % 3 == 0) RidgeRegress(L.y, L.A, 0.01 * (t + 1), B);
+              if (t % 3 == 1) PCRegress(L.y, L.A, B, &yc, nullptr, 3);
+              if (t % 3 == 2) Statistics::PCA(L.A, PC, Z, B, nullptr, Statistics::PCACovMat);
               std::vector<double> out = B.ToVector();
               out.push_back(Kalix::ScratchOutstanding());
               return out;

@@ -54,8 +54,8 @@ TEST_P(PCAPrecision, LongleyCorrelationMatchesPrcomp) {
   ExpectAllClose({4.6033770957683906, 1.175340499257145, 0.20342537240143468, 0.014928258677276877,
                   0.0025520657630748304, 0.00037670813267770342},
                  eig, tol);
-  ExpectAllClose({76.72295159613985, 19.589008320952416, 3.3904228733572448, 0.24880431128794797,
-                  0.042534429384580512, 0.0062784688779617239},
+  ExpectAllClose({76.72295159613985, 19.589008320952416, 3.3904228733572448, 0.24880431128794797, 0.042534429384580512,
+                  0.0062784688779617239},
                  pct, tol);
   ExpectComponent(PC, Z, 0,
                   {0.46183489816677181, 0.46150434667900198, 0.32131669830654197, 0.20150974187320744,
@@ -99,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(Precisions, PCAPrecision, testing::ValuesIn(kRealPrecis
 
 // Well-conditioned data take the covariance matrix's eigen-decomposition.
 // R: X <- matrix(c(2,0,1, 1,3,2, 4,1,0, 3,5,4, 0,2,3), ncol = 3, byrow = TRUE); p <- prcomp(X);
-//    p$sdev^2; p$rotation; p$x[1, ]
+//    p$sdev^2; p$rotation[, 1]; p$x[1, 1]
 TEST(PCA, SmallCovarianceMatchesPrcomp) {
   TMtx PC, Z;
   TVec eig, pct;
@@ -107,10 +107,6 @@ TEST(PCA, SmallCovarianceMatchesPrcomp) {
   ExpectAllClose({5.7917375215820481, 2.6617696700755538, 0.24649280834239956}, eig, 1e-12);
   ExpectComponent(PC, Z, 0, {-0.19134217126122441, 0.75278111869071451, 0.62984820460155033},
                   {{0, -2.28596666572112239}}, 1e-12);
-  ExpectComponent(PC, Z, 1, {0.92139299716405298, 0.35891226846551499, -0.14905344116115368},
-                  {{0, -0.64055354946297938}}, 1e-12);
-  ExpectComponent(PC, Z, 2, {0.33826486408446804, -0.55181751593048778, 0.76228230389942908},
-                  {{0, 0.45171623114764414}}, 1e-12);
   // Deterministic signs: the element of largest magnitude of every loading is positive.
   EXPECT_GT(PC(1, 0), 0);
   EXPECT_GT(PC(0, 1), 0);
@@ -207,18 +203,6 @@ TEST_P(PCAPrecision, ScoresOfPartialTiles) {
       for (int j = 0; j < p; ++j) z += (X(i, j) - mean[j]) / sd[j] * PC(j, c);
       EXPECT_NEAR(z, Z(i, c), tol * 10) << i << "," << c;
     }
-}
-
-TEST(PCA, ConcurrentCallsAgree) {
-  EXPECT_EQ(0, ConcurrentMismatches([](int t) {
-              TMtx PC, Z;
-              TVec eig;
-              PCA(Longley(), PC, Z, eig, nullptr, t % 2 ? Statistics::PCACovMat : Statistics::PCACorrMat);
-              std::vector<double> out = eig.ToVector();
-              out.push_back(Z(3, 2));
-              out.push_back(Kalix::ScratchOutstanding());
-              return out;
-            }));
 }
 
 }  // namespace
