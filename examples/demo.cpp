@@ -14,6 +14,8 @@
 #include "DemoComponents.h"
 #include "KalixStats.h"
 
+void DemoQualityControl(const std::string& dir);  // DemoQuality.cpp
+
 namespace {
 
 using Kalix::TMtx;
@@ -183,6 +185,7 @@ int main(int argc, char** argv) {
     RegressLongley(longley);
     CompareSilverInstruments(silver);
     DemoComponents(dir);
+    DemoQualityControl(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;

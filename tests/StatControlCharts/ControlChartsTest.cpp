@@ -234,6 +234,11 @@ TEST(ControlCharts, DegenerateDataGiveNaNOrInfiniteLimitsWithoutError) {
   QCRChart(TMtx(0, 5), draw, cl, u, l, 0.9973);
   EXPECT_EQ(0, draw.Length());
   EXPECT_TRUE(std::isnan(cl) && std::isnan(u));
+  // Subgroups without observations.
+  for (VarChart chart : {QCXChart, QCSChart, QCRChart}) {
+    chart(TMtx(3, 0), draw, cl, u, l, 0.9973);
+    EXPECT_TRUE(draw.Length() == 3 && std::isnan(draw[0]) && std::isnan(cl) && std::isnan(u));
+  }
   // Samples of size zero.
   QCPChart(Vec({1, 2}), 0, draw, cl, u, l, 0.99865);
   EXPECT_EQ(kInf, draw[0]);
