@@ -204,8 +204,16 @@ void MulLinEval(std::span<const double> B, const TMtx& A, TVec& YCalc, bool Cons
 
 // ---------------------------------------------------------------- gradients
 
+namespace {
+// A gradient holds real numbers: complex or out-of-range tags are refused before sizing.
+void CheckGradPrecision(TMtxFloatPrecision p, const char* text) {
+  if (p != mvDouble && p != mvSingle) ERaise(text);
+}
+}  // namespace
+
 void LineDeriv(const TRegressFun& /*RegressFun*/, double X, double /*Y*/, std::span<const double> /*Pars*/,
                TVec& Grad, TMtxFloatPrecision FloatPrecision) {
+  CheckGradPrecision(FloatPrecision, "LineDeriv: FloatPrecision is not a real precision");
   Grad.Size(2, FloatPrecision);
   // Deliberate: 0, not 1, for the intercept's derivative.
   Grad.Values(0) = 0.0;
@@ -221,6 +229,7 @@ void PowerDeriv(const TRegressFun& /*RegressFun*/, double X, double Y, std::span
 
 void ExpDeriv(const TRegressFun& /*RegressFun*/, double X, double Y, std::span<const double> Pars, TVec& Grad,
               TMtxFloatPrecision FloatPrecision) {
+  CheckGradPrecision(FloatPrecision, "ExpDeriv: FloatPrecision is not a real precision");
   RequireParams(Pars.size(), 1, "ExpDeriv: Pars.Length < 1");
   Grad.Size(2, FloatPrecision);
   Grad.Values(0) = Y / Pars[0];

@@ -8,8 +8,8 @@
 #include <functional>
 #include <span>
 
-#include "Regress/Regress.h"
-#include "core/KalixCore.h"
+#include "../Regress/Regress.h"
+#include "../core/KalixCore.h"
 
 namespace RegModels {
 
@@ -94,12 +94,14 @@ KALIX_EXPORT void MulLinFit(TVec& B, const TMtx& A, const TVec& Y, bool Constant
 // ---------------------------------------------------------------- derivatives
 
 /// Gradient of the line: Grad = [0, X] (deliberately 0, not 1), sized 2 with FloatPrecision.
+/// Raises "LineDeriv: FloatPrecision is not a real precision" unless mvDouble or mvSingle.
 KALIX_EXPORT void LineDeriv(const TRegressFun& RegressFun, double X, double Y, std::span<const double> Pars,
                             TVec& Grad, TMtxFloatPrecision FloatPrecision = Kalix::mvDouble);
 /// Gradient of the power model from its value Y: [Y / Pars[0], ln(X) * Y]; Grad keeps its precision.
 KALIX_EXPORT void PowerDeriv(const TRegressFun& RegressFun, double X, double Y, std::span<const double> Pars,
                              TVec& Grad);
 /// Gradient of the exponential model from its value Y: [Y / Pars[0], Y * X], sized 2 with FloatPrecision.
+/// Raises "ExpDeriv: FloatPrecision is not a real precision", then "ExpDeriv: Pars.Length < 1".
 KALIX_EXPORT void ExpDeriv(const TRegressFun& RegressFun, double X, double Y, std::span<const double> Pars,
                            TVec& Grad, TMtxFloatPrecision FloatPrecision = Kalix::mvDouble);
 

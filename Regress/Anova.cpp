@@ -244,10 +244,36 @@ std::size_t OneWaySums(std::span<const T> x, std::span<const std::int32_t> g, T 
   return k;
 }
 
+// The largest group number, or -1 when there is none; raises for a negative number.
+std::int32_t LargestGroup(std::span<const std::int32_t> g) {
+  std::int32_t lo = 0, hi = -1;
+  for (const std::int32_t v : g) {
+    lo = std::min(lo, v);
+    hi = std::max(hi, v);
+  }
+  if (lo < 0) ERaise("ANOVA1: GroupIndex < 0");
+  return hi;
+}
+
+// N observations fill at most N groups, so a group number of N or more leaves some group
+// empty: its mean, hence SSB and SSW, are NaN. Only SST needs the data then, and nothing is
+// sized by the group number.
+template <class T>
+TANOVA1Result Anova1EmptyGroup(std::span<const T> x, double M, double& p, double Alpha) {
+  const T K = x[0];
+  const T m = IndexSum<T>(x.size(), [&](std::size_t i) { return x[i] - K; }) / static_cast<T>(x.size());
+  const double sst = static_cast<double>(CentredSS<T>(x, K, m));
+  TANOVA1Result res;
+  OneWayResult(kNaN, kNaN, sst, M, static_cast<double>(x.size()) - M - 1.0, Alpha, p, res);
+  return res;
+}
+
 template <class T>
 TANOVA1Result Anova1Indexed(const TVec& Data, const TVecInt& GroupIndex, double& p, double Alpha) {
   auto x = Data.Span<T>();
   const std::size_t n = x.size();
+  const std::int32_t largest = LargestGroup(GroupIndex.Span<std::int32_t>());
+  if (largest >= 0 && static_cast<std::size_t>(largest) >= n) return Anova1EmptyGroup<T>(x, largest, p, Alpha);
   const T K = n ? x[0] : T(0);
   TVecScratch sums;
   TVecIntScratch counts;

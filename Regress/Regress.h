@@ -5,7 +5,7 @@
 // below; the core's own errors (singular systems, mismatched sizes) pass through unchanged.
 #pragma once
 
-#include "core/KalixCore.h"
+#include "../core/KalixCore.h"
 
 namespace Regress {
 
@@ -108,8 +108,8 @@ KALIX_EXPORT TANOVA1Result ANOVA1(const TMtx& Data, double& p, double Alpha = 0.
 /// One-way ANOVA with Data[i] in group GroupIndex[i] (0 .. k-1, k - 1 the largest number
 /// present; a number that never occurs gives NaN sums). Raises "ANOVA1: Data.Complex or
 /// GroupIndex.Complex", "ANOVA1: Data.Length <> GroupIndex.Length", "ANOVA1:
-/// GroupIndex.IntPrecision <> prInt32", then "ANOVA1: GroupIndex < 0" for a negative number
-/// (nothing is written out of range) and "ANOVA1: GroupIndex too large" beyond 2^29 - 2.
+/// GroupIndex.IntPrecision <> prInt32", then "ANOVA1: GroupIndex < 0" for a negative number.
+/// A number at or beyond Data.Length leaves a group empty: NaN sums, nothing sized by it.
 KALIX_EXPORT TANOVA1Result ANOVA1(const TVec& Data, const TVecInt& GroupIndex, double& p, double Alpha = 0.05);
 /// Two-way ANOVA: Replications consecutive rows per level of the rows factor, one column per
 /// level of the columns factor. p-values go to pRows, pCols, pInter (pInter is 0 without

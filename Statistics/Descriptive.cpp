@@ -167,9 +167,10 @@ void MatrixCovariance(const TMtx& X, TMtx& Result, bool Biased) {
   const std::size_t block = std::min(rows, CovarianceBlockRows<T>(cols));
   TVecScratch means, colSums;
   TMtxScratch centred, part, total;
+  // Sized first: a p x p result beyond the int range fails at once, before any pass over X.
+  total->Size(X.Cols(), X.Cols(), PrecisionOf<T>());  // Result may be X: written last
   MeanCols(X, *means);
   colSums->Size(X.Cols(), PrecisionOf<T>());
-  total->Size(X.Cols(), X.Cols(), PrecisionOf<T>());  // Result may be X: written last
   const auto m = std::as_const(*means).Span<T>();
   auto s = colSums->Span<T>();
   auto acc = total->Span<T>();
@@ -414,12 +415,12 @@ void CorrCoef(const TDenseKalix& X, const TDenseKalix& Y, TMtx& Result) {
 }
 
 void CorrCoef(const TDenseKalix& X, const TDenseKalix& Y, TMtx& Result, double& t) {
+  const double n = X.Length();  // read first: Result may be X
   Covariance(X, Y, Result, true);
   // Deliberate: Result is left as the covariance with divisor n and r is read from it
   // unnormalised, so t is the correlation t statistic only for data of unit population
   // variance.
   const double r = Result.Values(0, 1);
-  const double n = X.Length();
   t = r * std::sqrt((n - 2.0) / (1.0 - r * r));
 }
 

@@ -97,6 +97,8 @@ std::size_t UniqueKernel(std::span<const T> s, std::span<T> d, std::int32_t* c) 
 // ---------------------------------------------------------------- factorial designs
 
 void FullFactDesign(int n, TMtx& Dst, TMtxFloatPrecision Precision, const TVec* MulVec) {
+  if (!ValidPrecision(Precision)) ERaise("FullFactDesign: Precision is not a valid precision");
+  if (n < 0) ERaise("FullFactDesign: n < 0");
   const int rows = aRound(Exp2(n));
   Dst.Size(rows, n, Precision);
   Dst.SetZero();
@@ -123,6 +125,9 @@ void FullFactDesign(const TVec& Levels, TMtx& Dst) {
   const double product = Product(Levels);
   // A product past the int range would be saturated into a wrong (and huge) row count.
   if (std::fabs(product) >= 2147483647.5) ERaise("FullFactDesign: too many rows");
+  // Every level is checked before Dst is touched, so a bad level never leaves a zero design.
+  for (int j = 0; j < Levels.Length(); ++j)
+    if (!(aRound(Levels.Values(j)) >= 1)) ERaise("FullFactDesign: a level rounds below 1");
   const int rows = aRound(product);
   const int k = Levels.Length();
   Dst.Size(rows, k, Levels.FloatPrecision());
@@ -134,7 +139,6 @@ void FullFactDesign(const TVec& Levels, TMtx& Dst) {
     int c = rows;  // runs of the current column still to repeat
     for (int j = 0; j < k; ++j) {
       const int L = aRound(Levels.Values(j));
-      if (L == 0) ERaise("FullFactDesign: a level rounds to 0");
       c /= L;
       if (L * c == 0) continue;      // fractional levels rounding the product below this column
       const int b = rows / (L * c);  // product of the earlier columns' levels
@@ -171,6 +175,8 @@ void Unique(const TDenseKalix& Src, TVec& Dst, TVecInt* Counts) {
 
 void RemoveRow(const TMtx& Src, TMtx& Dst, int Index) {
   if (Index > Src.Rows() - 1) ERaise("RemoveRow: Index>Src.Rows-1");
+  // No elements: nothing to copy, however many (empty) rows there are.
+  if (Src.Length() == 0 && Index >= 0) return Dst.Size(Src.Rows() - 1, Src.Cols(), Src.FloatPrecision());
   try {
     // Built aside, so that Dst may be Src; a negative Index fails in the core's row access.
     TMtx out(Src.Rows() - 1, Src.Cols(), Src.FloatPrecision());
@@ -192,6 +198,7 @@ void RemoveRow(const TMtx& Src, TMtx& Dst, int Index) {
 
 void RemoveColumn(const TMtx& Src, TMtx& Dst, int Index) {
   if (Index > Src.Cols() - 1) ERaise("RemoveColumn: Index>Src.Cols-1");
+  if (Src.Length() == 0 && Index >= 0) return Dst.Size(Src.Rows(), Src.Cols() - 1, Src.FloatPrecision());
   try {
     TMtx out(Src.Rows(), Src.Cols() - 1, Src.FloatPrecision());
     TVecScratch col;

@@ -5,7 +5,7 @@
 
 #include <span>
 
-#include "core/KalixCore.h"
+#include "../core/KalixCore.h"
 
 namespace Statistics {
 
@@ -79,12 +79,13 @@ KALIX_EXPORT void RangeCols(const TMtx& M, TVec& Result);
 
 /// Two-level full factorial design of n factors: 2^n rows coded 0/1, row r holding the binary
 /// digits of r (column n - 1 fastest). MulVec[j], if given, scales column n - 1 - j.
-/// Raises "FullFactDesign : MulVec.Length <> n" (after Dst has been sized).
+/// Raises "FullFactDesign: Precision is not a valid precision", "FullFactDesign: n < 0" (before
+/// Dst is touched), then "FullFactDesign : MulVec.Length <> n" (after Dst has been sized).
 KALIX_EXPORT void FullFactDesign(int n, TMtx& Dst, Kalix::TMtxFloatPrecision Precision = Kalix::mvDouble,
                                  const TVec* MulVec = nullptr);
 /// Mixed-level full factorial design: prod(Levels) rows, levels coded 1 .. L, column 0 fastest.
 /// Dst takes Levels' precision. Raises "FullFactDesign: too many rows" (product beyond the int
-/// range), "FullFactDesign: a level rounds to 0".
+/// range), then "FullFactDesign: a level rounds below 1" (before Dst is touched).
 KALIX_EXPORT void FullFactDesign(const TVec& Levels, TMtx& Dst);
 /// Sorted distinct values of Src in Dst and, if asked, their counts; for constant data (or one
 /// element) the last count is deliberately left as sizing left it. Raises "Unique: Src.Complex".

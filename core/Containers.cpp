@@ -112,7 +112,7 @@ void TBuffer::Reserve(std::size_t Bytes, std::size_t Keep) {
 
 // ---------------------------------------------------------------- TKalixSample
 
-double TKalixSample::PrecisionEPS() const noexcept { return IsDouble() ? DBL_EPSILON : double{FLT_EPSILON}; }
+double TKalixSample::PrecisionEPS() const noexcept { return IsDouble() ? DBL_EPSILON : static_cast<double>(FLT_EPSILON); }
 
 double TKalixSample::PrecisionSqrtEPS() const noexcept { return std::sqrt(PrecisionEPS()); }
 
@@ -147,6 +147,8 @@ TDenseKalix& TDenseKalix::operator=(TDenseKalix&& o) noexcept {
 
 void TDenseKalix::Shape(int rows, int cols, TMtxFloatPrecision p) {
   if (rows < 0 || cols < 0) ERaise("Size: negative dimension");
+  // An out-of-range tag would otherwise be sized as a valid one and read as another type.
+  if (!ValidPrecision(p)) ERaise("Size: FloatPrecision is not a valid precision");
   const long long n = static_cast<long long>(rows) * cols;
   if (n > INT_MAX) ERaise("Size: too many elements");
   const std::size_t es = ElementSize(p);

@@ -40,6 +40,9 @@ constexpr TMtxFloatPrecision PrecisionOf() {
   }
 }
 
+/// True for the four precision tags (false for any other value cast to the enum).
+constexpr bool ValidPrecision(TMtxFloatPrecision p) { return p >= mvDouble && p <= mvSingleComplex; }
+
 /// Bytes per element of a precision.
 constexpr std::size_t ElementSize(TMtxFloatPrecision p) {
   return p == mvDouble ? 8 : p == mvSingle ? 4 : p == mvDoubleComplex ? 16 : 8;
@@ -156,6 +159,24 @@ class KALIX_EXPORT TDenseKalix : public TKalix {
   }
   void* Data() noexcept { return buf_.Data(); }
   const void* Data() const noexcept { return buf_.Data(); }
+
+  /// Standard-library access for std::ranges, std::span and Eigen::Map: data<T>() is the
+  /// typed element pointer (T must match FloatPrecision(), double by default; raises
+  /// otherwise), size() the element count, begin()/end() the double elements (a
+  /// single-precision or complex container is ranged over through Span<T>()).
+  template <class T = double>
+  T* data() {
+    return Span<T>().data();
+  }
+  template <class T = double>
+  const T* data() const {
+    return Span<T>().data();
+  }
+  std::size_t size() const noexcept { return static_cast<std::size_t>(length_); }
+  double* begin() { return data(); }
+  double* end() { return data() + size(); }
+  const double* begin() const { return data(); }
+  const double* end() const { return data() + size(); }
 
   /// Element i read as double (real part for complex data); raises when i is out of range.
   double Values(int i) const {
@@ -395,6 +416,22 @@ class KALIX_EXPORT TVecInt : public TKalixInt {
   }
   int operator[](int i) const { return Values(i); }
   TIntRef operator[](int i) { return Values(i); }
+
+  /// Standard-library access as for the dense containers: data<T>() (T matching
+  /// IntPrecision(), int32_t by default), size(), and begin()/end() over 32-bit elements.
+  template <class T = std::int32_t>
+  T* data() {
+    return Span<T>().data();
+  }
+  template <class T = std::int32_t>
+  const T* data() const {
+    return Span<T>().data();
+  }
+  std::size_t size() const noexcept { return static_cast<std::size_t>(length_); }
+  std::int32_t* begin() { return data(); }
+  std::int32_t* end() { return data() + size(); }
+  const std::int32_t* begin() const { return data(); }
+  const std::int32_t* end() const { return data() + size(); }
 
   /// Sets the length, keeping the precision; kept elements survive, new ones are zero.
   void Size(int n) { Shape(n, iprec_); }

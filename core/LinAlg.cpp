@@ -77,7 +77,7 @@ Eigen::Map<const RowMat<T>> AsColumn(const TVec& y) {
 // cases; each MI x NJ tile of the upper triangle is accumulated in registers over the block
 // and then added to the running sums (two-level summation: the rounding error grows like the
 // block length plus the block count instead of the row count).
-#if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__)
+#if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__) && !defined(KALIX_PORTABLE_GRAM)
 #define KALIX_GRAM_DISPATCH 1
 
 template <class T, int VB, int MI, int NV>
@@ -290,17 +290,13 @@ T RankTolerance(Index m, Index n) {
 
 // ------------------------------------------------------------------ SVD helpers
 
-// Jacobi SVD is accurate to the last digit on small matrices; the divide-and-conquer solver
-// is far faster once the matrix is large.
-constexpr Index kJacobiLimit = 64;
-
+// One-sided Jacobi SVD for every size. It is accurate to the last digit, and it stays safe on
+// degenerate spectra (all-equal or rank-one data), where Eigen 3.4's divide-and-conquer
+// solver reads out of bounds while deflating; such spectra cannot be recognised before the
+// factorisation, so the faster solver is not used at all.
 template <class T, class F>
 decltype(auto) WithSVD(const ColMat<T>& M, unsigned Options, F&& f) {
-  if (std::min(M.rows(), M.cols()) <= kJacobiLimit) {
-    Eigen::JacobiSVD<ColMat<T>> svd(M, Options);
-    return f(svd);
-  }
-  Eigen::BDCSVD<ColMat<T>> svd(M, Options);
+  Eigen::JacobiSVD<ColMat<T>> svd(M, Options);
   return f(svd);
 }
 
@@ -321,7 +317,8 @@ ColMat<T> TruncatedSVDSolve(const ColMat<T>& M, const ColMat<T>& Z, Index rank) 
 template <class T>
 ColMat<T> LeastSquares(const RowRef<T>& A, const RowRef<T>& Y, ColMat<T>* ROut = nullptr) {
   const Index m = A.rows(), n = A.cols(), k = Y.cols();
-  if (n == 0) return ColMat<T>(0, k);
+  // Empty operands have no storage: no pointer into them may even be formed.
+  if (n == 0 || k == 0) return ColMat<T>::Zero(n, k);
   if (m == 0) return ColMat<T>::Zero(n, k);
   const T tol = RankTolerance<T>(m, n);
   if (m >= n) {

@@ -140,6 +140,77 @@ T NormalCDFInv(T p, T Mu, T Sigma) {
   return Quantile(bm::normal_distribution<T, Pol>(Mu, Sigma), p, -Inf<T>, Inf<T>);
 }
 
+// ------------------------------------------------------------------ far lower tails
+// Below FarTail the library's beta and gamma inverses lose digits (30 % off at 1e-250), then
+// monotonicity in p, then trip their internal assertions in builds without NDEBUG. There the
+// quantile is solved on a log
+// scale, always in double, from the convergent series of the lower tail:
+//   I_x(a, b) = x^a (1 - x)^b / (a B(a, b)) * sum_n (a + b)_n / (a + 1)_n x^n   (DLMF 8.17.8)
+//   P(a, x)   = x^a e^-x / Gamma(a + 1) * sum_n x^n / (a + 1)_n                  (DLMF 8.5.1, 8.7.1)
+// Both converge fast below the mean, where such tiny probabilities lie.
+template <class T>
+constexpr T FarTail = T(1e-30);
+
+// log Gamma(a) for a > 0, also for subnormal a (Gamma(a) = Gamma(1 + a) / a).
+double LogGamma(double a) { return a < 1.0 ? bm::lgamma(1.0 + a, Pol()) - std::log(a) : bm::lgamma(a, Pol()); }
+double LogBeta(double a, double b) { return LogGamma(a) + LogGamma(b) - LogGamma(a + b); }
+
+// log of sum_n prod_{i<n} ratio(i) x, the ratios below 1 beyond the first few terms.
+template <class R>
+double LogSeries(double x, R ratio) {
+  double term = 1.0, sum = 1.0;
+  for (int n = 0; n < 2000000 && term > 1e-17 * sum; ++n) {
+    term *= x * ratio(static_cast<double>(n));
+    sum += term;
+  }
+  return std::log(sum);
+}
+
+// u = log x where log CDF(e^u) = logp, for the increasing logCdf(u, slope) (slope = d/du);
+// hi is the log of a point above the root. Safeguarded Newton: bisection once bracketed,
+// doubling steps downwards before that.
+template <class F>
+double SolveLogTail(double logp, double u, double hi, F logCdf) {
+  double lo = -std::numeric_limits<double>::infinity();
+  u = std::fmin(u, hi);
+  for (int i = 0; i < 400; ++i) {
+    double slope;
+    const double g = logCdf(u, slope) - logp;
+    if (g == 0.0) return u;
+    (g > 0.0 ? hi : lo) = u;
+    double next = u - g / slope;
+    if (!(next > lo && next < hi)) next = std::isinf(lo) ? u - std::fmax(1.0, std::fabs(u)) : 0.5 * (lo + hi);
+    if (std::fabs(next - u) <= 4e-16 * std::fabs(u)) return next;
+    u = next;
+  }
+  return u;
+}
+
+// log x with I_x(a, b) = exp(logp).
+double LogBetaLowerInv(double logp, double a, double b) {
+  const double lb = LogBeta(a, b), la = std::log(a);
+  const auto logCdf = [&](double u, double& slope) {
+    const double x = std::exp(u), l1x = std::log1p(-x);
+    const double logI =
+        a * u + b * l1x - la - lb + LogSeries(x, [&](double n) { return (a + b + n) / (a + 1.0 + n); });
+    slope = std::exp(a * u + (b - 1.0) * l1x - lb - logI);  // x f(x) / I_x
+    return logI;
+  };
+  return SolveLogTail(logp, (logp + la + lb) / a, std::log(a / (a + b)), logCdf);
+}
+
+// log x with P(a, x) = exp(logp).
+double LogGammaLowerInv(double logp, double a) {
+  const double lg1 = LogGamma(a + 1.0), la = std::log(a);
+  const auto logCdf = [&](double u, double& slope) {
+    const double x = std::exp(u);
+    const double logP = a * u - x - lg1 + LogSeries(x, [&](double n) { return 1.0 / (a + 1.0 + n); });
+    slope = std::exp(a * u - x - lg1 + la - logP);  // x f(x) / P
+    return logP;
+  };
+  return SolveLogTail(logp, (logp + lg1) / a, la, logCdf);
+}
+
 // Regularised incomplete gamma functions. For a >= 1e7 Boost's large-x series needs about
 // sqrt(a) terms when x is near a (and gives up, returning garbage, past 1e10): there we use
 // Temme's uniform asymptotic expansion, coefficients as tabulated by DiDonato & Morris (1986).
@@ -185,6 +256,8 @@ T IncGamma(T a, T x, bool upper) {
 // Wilson-Hilferty guess, then Newton steps on the same tail.
 template <class T>
 T IncGammaInv(T a, T p, bool upper) {
+  if (!upper && p < FarTail<T> && a < GammaAsymptoticFrom<T>)
+    return static_cast<T>(std::exp(LogGammaLowerInv(std::log(static_cast<double>(p)), static_cast<double>(a))));
   if (a < GammaAsymptoticFrom<T>) return upper ? bm::gamma_q_inv(a, p, Pol()) : bm::gamma_p_inv(a, p, Pol());
   const bm::normal_distribution<T, Pol> n01;
   const T z = upper ? bm::quantile(bm::complement(n01, p)) : bm::quantile(n01, p);
@@ -202,24 +275,46 @@ T IncGammaInv(T a, T p, bool upper) {
   return x;
 }
 
-// Student's t with infinite Df is the standard normal, which Boost handles.
+// Student's t with infinite Df is the standard normal, which Boost handles. Below TinyDf the
+// law is so spread that, in double, the density is Df / (2|t|)-like, the CDF 1/2 at every
+// finite t and every quantile but the median infinite; these are written out (Boost's own
+// forms overflow or trip assertions there).
 template <class T>
 bool ValidDf(T Df) {
   return Df > T(0);
 }
 template <class T>
+constexpr T TinyDf = std::is_same_v<T, float> ? T(1e-30) : T(1e-100);
+
+template <class T>
 T StudentPDF(T x, T Df) {
   if (!ValidDf(Df)) return NaN<T>;
+  if (Df < TinyDf<T> && Finite(x)) {
+    // log of Gamma((v + 1)/2) / (sqrt(v pi) Gamma(v/2)) (1 + t^2/v)^(-(v + 1)/2)
+    const double v = static_cast<double>(Df), xd = static_cast<double>(x);
+    const double q = xd * xd / v;
+    const double L = std::isfinite(q) ? std::log1p(q) : 2.0 * std::log(std::fabs(xd)) - std::log(v);
+    const double logf = LogGamma((v + 1.0) / 2.0) - LogGamma(v / 2.0) - 0.5 * std::log(v * PI) - (v + 1.0) / 2.0 * L;
+    return static_cast<T>(std::exp(logf));
+  }
   return Pdf(bm::students_t_distribution<T, Pol>(Df), x, -Inf<T>, Inf<T>);
 }
 template <class T>
 T StudentCDF(T t, T Df) {
   if (!ValidDf(Df)) return NaN<T>;
+  if (Df < TinyDf<T> && Finite(t)) return T(0.5);
   return Cdf(bm::students_t_distribution<T, Pol>(Df), t, -Inf<T>, Inf<T>);
 }
 template <class T>
 T StudentCDFInv(T p, T Df) {
   if (!ValidDf(Df)) return NaN<T>;
+  if (!IsProb(p) || p == T(0) || p == T(1)) return Quantile(bm::normal_distribution<T, Pol>(), p, -Inf<T>, Inf<T>);
+  if (Df < TinyDf<T>) return p < T(0.5) ? -Inf<T> : p > T(0.5) ? Inf<T> : T(0);
+  if (p < FarTail<T>) {
+    // P(T <= -t) = I_x(Df/2, 1/2) / 2 with x = Df / (Df + t^2).
+    const double v = static_cast<double>(Df), u = LogBetaLowerInv(std::log(2.0 * static_cast<double>(p)), v / 2.0, 0.5);
+    return static_cast<T>(-std::exp(0.5 * (std::log(v) - u + std::log(-std::expm1(u)))));
+  }
   return Quantile(bm::students_t_distribution<T, Pol>(Df), p, -Inf<T>, Inf<T>);
 }
 
@@ -334,6 +429,12 @@ template <class T>
 T FCDFInv(T p, T Df1, T Df2) {
   if (!Pos(Df1) || !Pos(Df2)) return NaN<T>;
   const TFRegime r = FRegime(Df1, Df2);
+  if (r == TFRegime::Boost && p > T(0) && p < FarTail<T>) {
+    // F = (Df2 / Df1) x / (1 - x) with x the beta(Df1/2, Df2/2) quantile; underflows to 0.
+    const double a = static_cast<double>(Df1), b = static_cast<double>(Df2);
+    const double u = LogBetaLowerInv(std::log(static_cast<double>(p)), a / 2.0, b / 2.0);
+    return static_cast<T>(std::exp(u + std::log(b / a) - std::log(-std::expm1(u))));
+  }
   if (r == TFRegime::Boost) return Quantile(bm::fisher_f_distribution<T, Pol>(Df1, Df2), p, T(0), Inf<T>);
   if (!IsProb(p)) return NaN<T>;
   if (p == T(0)) return T(0);
@@ -544,12 +645,23 @@ T PoissonCDFInv(T p, T lambda) {
   });
 }
 
+// Below this the reflection formulas are done here: Boost's would convert x to an int.
+template <class T>
+constexpr T kReflectInt = T(1 << 30);
+
 // Poles at 0, -1, -2, ... are double poles approached from +Inf on both sides; there is no
 // limit at -Inf.
 template <class T>
 T trigamma(T x) {
   if (std::isinf(x)) return x > T(0) ? T(0) : NaN<T>;
   if (x <= T(0) && x == std::floor(x)) return Inf<T>;
+  if (x < -kReflectInt<T>) {
+    // Reflection psi1(x) + psi1(1 - x) = pi^2 / sin^2(pi x) written out here: the library's
+    // own reflection counts periods in an int. x - floor(x) is exact.
+    const T r = x - std::floor(x);
+    const T s = std::sin(static_cast<T>(PI) * std::fmin(r, T(1) - r));
+    return static_cast<T>(PI * PI) / (s * s) - Guard([&] { return bm::trigamma(T(1) - x, Pol()); });
+  }
   return Guard([&] { return bm::trigamma(x, Pol()); });
 }
 
@@ -644,6 +756,13 @@ KALIX_PROB0(trigamma)
 // one-sided limits disagree).
 double Gamma(double x) {
   if (x == 0.0) return std::copysign(INF, x);
+  if (x < -Prob::kReflectInt<double>) {
+    // |Gamma(x)| = pi / (|sin(pi x)| Gamma(1 - x)) underflows long before here: a signed zero,
+    // negative on (-2k - 1, -2k), or NaN at the (negative integer) poles.
+    const double f = std::floor(x);
+    if (x == f) return NAN;
+    return std::fmod(f, 2.0) == 0.0 ? 0.0 : -0.0;
+  }
   return Guard([&] { return bm::tgamma(x, Pol()); });
 }
 

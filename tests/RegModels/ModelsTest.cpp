@@ -120,6 +120,37 @@ TEST_P(ModelFits, LogisticFitRecoversParametersAndLeavesTheCallersDataAlone) {
 
 INSTANTIATE_TEST_SUITE_P(Precisions, ModelFits, testing::ValuesIn(kRealPrecisions), PrecisionName);
 
+TEST(ModelFitsT, WeightsAndNoConstantOnNoisyData) {
+  // Noisy data, so that each weight formula and the constant's presence move the fit.
+  // R: x <- 0.5 + 0.25*(0:11); y <- (1 + 2*x)/(1 + 0.5*x - 0.1*x^2) + noise; w <- 1 + 0.3*(0:11)
+  //    coef(lm(y ~ 0 + x + I(-y*x) + I(-y*x^2), weights = w)), the same unweighted, and with intercept
+  const TVec y = Vec({1.6626530612244896, 1.8457345971563979, 2.1628571428571428, 2.4229787234042552,
+                      2.5929508196721316, 2.8785258964143421, 3.105, 3.4476833976833978, 3.6523076923076925,
+                      4.035444015444015, 4.4050000000000002, 4.7708764940239048});
+  TVec x(12), w(12), b;
+  for (int i = 0; i < 12; ++i) x[i] = 0.5 + 0.25 * i, w[i] = 1 + 0.3 * i;
+  FracFit(b, x, y, 1, 2, false, &w);
+  ExpectAllClose({5.3810612888031297, 1.8503367187283024, -0.31813212308009658}, b, 1e-9);
+  FracFit(b, x, y, 1, 2, false);
+  ExpectAllClose({6.0048816995310785, 2.1679032088356855, -0.37636142739673578}, b, 1e-9);
+  FracFit(b, x, y, 1, 2, true, &w);
+  ExpectAllClose({1.3753192257745814, 0.36007021418999047, -0.19941276016897971, 0.01742401270603966}, b, 1e-9);
+  // R: b0 <- yl[1]; b1 <- yl[11]; u <- yl[i] - b0 (i = 2:10); z <- log((b1 - b0)/u - 1)
+  //    coef(lm(z ~ xl[i], weights = ((yl[i] - b1)/(b1 - b0)*u)^2 * wl[i])), wl <- 1 + 0.1*(0:10); and unweighted
+  const TVec yl = Vec({0.5, 0.77189342422798601, 0.9063872847824519, 1.2397020952254254, 1.6962019894999842,
+                       2.1822299327533643, 2.8277700672466359, 3.3337980105000158, 3.7902979047745746,
+                       4.0336127152175481, 4.5});
+  TVec xl(11), wl(11);
+  for (int i = 0; i < 9; ++i) xl[i + 1] = -2.0 + 0.5 * i;
+  xl[0] = -60.0;
+  xl[10] = 60.0;
+  for (int i = 0; i < 11; ++i) wl[i] = 1 + 0.1 * i;
+  LogisticFit(b, xl, yl, true, &wl);
+  ExpectAllClose({0.5, 4.5, 1.1903249288088817, 0.28974517263708754}, b, 1e-9);
+  LogisticFit(b, xl, yl, true);
+  ExpectAllClose({0.5, 4.5, 1.1879555126810823, 0.29732458186327487}, b, 1e-9);
+}
+
 TEST(ModelFitsT, LogFitsDropPointsWithoutALogarithmAsR) {
   const TVec x = Vec({0, 1, 2, 3, 4, 5, 6, 7});
   const TVec y = Vec({2.1, -0.5, 3.9, 6.2, 0, 12.5, 20.1, 33.7});
@@ -214,6 +245,13 @@ TEST(ModelDeriv, GradientsFromTheModelValue) {
   };
   proc(never, 4.0, y, pars, g);
   EXPECT_CLOSE(2.0, g[0], 1e-7);
+  // Complex and out-of-range tags are refused before Grad is sized.
+  for (int tag : {-1, 2, 7}) {
+    const auto p = static_cast<Kalix::TMtxFloatPrecision>(tag);
+    EXPECT_RAISES(LineDeriv(never, 1.0, 1.0, pars, g, p), "LineDeriv: FloatPrecision is not a real precision");
+    EXPECT_RAISES(ExpDeriv(never, 1.0, 1.0, {}, g, p), "ExpDeriv: FloatPrecision is not a real precision");
+  }
+  EXPECT_EQ(2, g.Length());
 }
 
 }  // namespace

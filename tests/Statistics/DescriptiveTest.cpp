@@ -175,6 +175,13 @@ TEST(CorrCoef, TStatisticIsDeliberatelyUnnormalised) {
   Kalix::Normalize(ys, y, Kalix::Mean(y), std::sqrt(vy));
   Statistics::CorrCoef(xs, ys, c, t);
   EXPECT_CLOSE(1.8739496513329525, t, 1e-12);
+  // Result may be X itself: n is read before X is overwritten.
+  TMtx mx(6, 1), my(6, 1);
+  mx.SetCol(xs, 0);
+  my.SetCol(ys, 0);
+  t = 0;
+  Statistics::CorrCoef(mx, my, mx, t);
+  EXPECT_CLOSE(1.8739496513329525, t, 1e-12);
 }
 
 TEST_P(DescriptivePrecision, MatrixCovarianceAndCorrelation) {
@@ -208,6 +215,10 @@ TEST(Covariance, DegenerateColumns) {
     Statistics::Covariance(TMtx(rows, 2), c, false);
     ExpectAllClose({kNaN, kNaN, kNaN, kNaN}, c, 0);
   }
+  // No elements but INT_MAX columns: the p x p result is refused before any pass over X.
+  const TMtx wide(0, std::numeric_limits<int>::max());
+  EXPECT_RAISES(Statistics::Covariance(wide, c, false), "Size: too many elements");
+  EXPECT_RAISES(Statistics::CronbachAlpha(wide), "Size: too many elements");
 }
 
 // Every message of the topic, and the order of checks where one input breaks two.

@@ -32,6 +32,12 @@ TEST(FullFactDesign, TwoLevelRowsAreBinaryDigitsAndMulVecScalesInReverse) {
   ASSERT_EQ(3, e.Cols());
   EXPECT_EQ(mvSingle, e.FloatPrecision());
   EXPECT_EQ(0.0, Kalix::NormL1(e));
+  // Out-of-range tags and negative n are refused before Dst is sized.
+  for (int tag : {-1, 4, 7})
+    EXPECT_RAISES(Statistics::FullFactDesign(2, e, static_cast<TMtxFloatPrecision>(tag)),
+                  "FullFactDesign: Precision is not a valid precision");
+  EXPECT_RAISES(Statistics::FullFactDesign(-1, e), "FullFactDesign: n < 0");
+  EXPECT_EQ(8, e.Rows());
 }
 
 TEST(FullFactDesign, MixedLevels) {
@@ -42,7 +48,12 @@ TEST(FullFactDesign, MixedLevels) {
   Statistics::FullFactDesign(Vec({3, 1, 2}, mvSingle), d);  // a single level stays 1
   EXPECT_EQ(mvSingle, d.FloatPrecision());
   EXPECT_EQ((std::vector<double>{1, 1, 1, 2, 1, 1, 3, 1, 1, 1, 1, 2, 2, 1, 2, 3, 1, 2}), d.ToVector());
-  EXPECT_RAISES(Statistics::FullFactDesign(Vec({2, 0.4, 5}), d), "FullFactDesign: a level rounds to 0");
+  // A level below 1 (after rounding) is refused before Dst is touched, wherever it stands.
+  for (const auto& bad : {std::vector<double>{2, 0.4, 5}, {-1, -1}, {0.3}, {3, 2, -2}}) {
+    TMtx kept = Mtx({{7}});
+    EXPECT_RAISES(Statistics::FullFactDesign(Vec(bad), kept), "FullFactDesign: a level rounds below 1");
+    EXPECT_EQ(std::vector<double>{7}, kept.ToVector());
+  }
   // 3e9 rows would otherwise be saturated to 2^31 - 1 and allocated.
   EXPECT_RAISES(Statistics::FullFactDesign(Vec({3e9}), d), "FullFactDesign: too many rows");
   EXPECT_RAISES(Statistics::FullFactDesign(ComplexVec(), d), "Product: X.Complex");
@@ -111,6 +122,13 @@ TEST(RemoveRowColumn, CopiesAroundTheIndex) {
   TMtx b = a;
   Statistics::RemoveRow(b, b, 0);  // Dst is Src
   EXPECT_EQ((std::vector<double>{4, 5, 6, 7, 8, 9}), b.ToVector());
+  // No elements but a huge dimension: only the shape changes, at once.
+  const int big = std::numeric_limits<int>::max();
+  Statistics::RemoveRow(TMtx(big, 0), d, 5);
+  EXPECT_EQ((std::vector<int>{big - 1, 0}), (std::vector<int>{d.Rows(), d.Cols()}));
+  TMtx e(0, big);
+  Statistics::RemoveColumn(e, e, 0);
+  EXPECT_EQ((std::vector<int>{0, big - 1}), (std::vector<int>{e.Rows(), e.Cols()}));
 }
 
 TEST(RemoveRowColumn, MessagesPlainAndPrefixed) {

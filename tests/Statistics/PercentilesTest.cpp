@@ -78,6 +78,20 @@ TEST(Percentile, RuleEdgeCases) {
   EXPECT_TRUE(std::isnan(Percentile(withNaN, 1.0, pctMethodNPlus)));
 }
 
+TEST(Percentile, PositionsWithinFourUlpsAreTakenAsWritten) {
+  // In binary 25 * 0.28 = 7 + 1 ulp and 45 * 0.7 = 31.5 - 1 ulp. As written they are the whole
+  // number 7 (EDF and EDFAve take s7 = 49 alone) and the half 31.5 (ClosestN rounds it to even,
+  // s32 = 1024); R's types 1 and 3 see the rounded products (64, 961). 1e-14 away is not snapped.
+  TVec sq25(25), sq45(45);
+  for (int i = 0; i < 45; ++i) (i < 25 ? sq25[i] : sq45[i]) = (i + 1.0) * (i + 1.0);
+  for (int i = 0; i < 25; ++i) sq45[i] = sq25[i];
+  EXPECT_EQ(49.0, Percentile(sq25, 0.28, pctMethodEDF));
+  EXPECT_EQ(49.0, Percentile(sq25, 0.28, pctMethodEDFAve));
+  EXPECT_EQ(64.0, Percentile(sq25, 0.28 + 1e-14, pctMethodEDF));
+  EXPECT_EQ(1024.0, Percentile(sq45, 0.7, pctMethodClosestN));
+  EXPECT_EQ(961.0, Percentile(sq45, 0.7 - 1e-14, pctMethodClosestN));
+}
+
 TEST(Percentile, ArrayFormClampsOutOfRangeProbabilities) {
   const TVec x = Vec(kX);
   const std::vector<double> p{-0.5, 1.5, -std::numeric_limits<double>::infinity(),

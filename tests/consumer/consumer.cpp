@@ -1,5 +1,5 @@
-// Compiles and runs against the installed headers and shared library only.
-#include <KalixStats.h>
+// Compiles and runs against the installed headers and library (shared or static) only.
+#include <kalixstats/KalixStats.h>
 
 #include <cmath>
 #include <cstdio>

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <cstdint>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -75,6 +77,21 @@ TEST(TVec, CopiesAreDeepAndMovesEmptyTheSource) {
   d.Copy(Vec({7, 8}), 0, 1, 2);
   EXPECT_EQ(std::vector<double>({1, 7, 8, 4}), d.ToVector());
   EXPECT_RAISES(d.Copy(Vec({7, 8}), 1, 3, 2), "Copy: index out of range");
+}
+
+TEST(TVec, StandardRangeAccess) {
+  // data(), size(), begin(), end(): std::ranges and spans work on the containers directly.
+  TVec v = Vec({3, -1, 2});
+  std::ranges::sort(v);
+  EXPECT_EQ(std::vector<double>({-1, 2, 3}), v.ToVector());
+  EXPECT_EQ(3u, std::span<const double>(v.data(), v.size()).size());
+  const TVec s = Vec({1, 2}, mvSingle);
+  EXPECT_EQ(2.0f, s.data<float>()[1]);
+  EXPECT_RAISES(s.begin(), "Span: element type does not match FloatPrecision");
+  TVecInt k({5, 1, 4});
+  std::ranges::sort(k);
+  EXPECT_EQ(std::vector<int>({1, 4, 5}), k.ToVector());
+  EXPECT_EQ(k.data() + 3, k.end());
 }
 
 TEST(TMtx, ShapeRowsAndColumns) {

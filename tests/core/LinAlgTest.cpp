@@ -289,4 +289,37 @@ TEST(LinAlgEmpty, EmptyShapesGiveEmptyOrNeutralResults) {
   EXPECT_EQ(x.Length(), 0);
   Mul(D, TMtx(2, 0), TMtx(0, 3));
   ExpectAllClose({0, 0, 0, 0, 0, 0}, D, 0);
+  // A right-hand side of no columns: the triangular path (tall, full rank), the truncated
+  // path (tall, rank 1) and the wide path all give n x 0 without touching absent storage.
+  for (const TMtx& A : {Mtx({{1, 2}, {3, 4}, {5, 7}}), Mtx({{1, 2}, {2, 4}, {3, 6}}), Mtx({{1, 2, 3}})}) {
+    LQRSolve(D, A, TMtx(A.Rows(), 0));
+    EXPECT_EQ((std::vector<int>{A.Cols(), 0}), (std::vector<int>{D.Rows(), D.Cols()}));
+  }
+}
+
+TEST_P(LinAlgP, AllEqualDataAboveJacobiSizesHaveTheRankOneSolution) {
+  // 1e12 + k/1000 rounds to 1e12 in single precision: a rank-one matrix c * ones(m, n) with
+  // both sides above 64, whose degenerate spectrum once sent the SVD out of bounds.
+  const auto p = GetParam();
+  const int m = 90, n = 70;
+  TMtx A(m, n, p);
+  for (int i = 0; i < A.Length(); ++i) A.Values(i) = 1e12 + i * 0.001;
+  const double c = A.Values(0), tol = p == mvSingle ? 1e-4 : 1e-9;
+  TVec y(m, p), x, sv;
+  y.SetVal(1.0);
+  // Minimum-norm solution of c * sum(x) = 1: every x_j = 1 / (c n), from every solver.
+  const double xj = 1.0 / (c * n);
+  SVDSolve(x, A, y, sv);
+  if (p == mvSingle) {  // double keeps the k/1000 steps: full rank, other solution
+    for (int j = 0; j < n; ++j) EXPECT_CLOSE(xj, x[j], tol);
+    EXPECT_CLOSE(c * std::sqrt(double(m) * n), sv[0], tol);
+    EXPECT_LT(sv[1], tol * sv[0]);
+    LQRSolve(x, A, y);
+    for (int j = 0; j < n; ++j) EXPECT_CLOSE(xj, x[j], tol);
+  }
+  TMtx U, V;
+  SVD(A, U, sv, V);
+  SVD(A, sv);
+  EXPECT_CLOSE(c * std::sqrt(double(m) * n), sv[0], tol);
+  EXPECT_EQ(n, sv.Length());
 }

@@ -111,6 +111,28 @@ const TRef kFromR[] = {
     {"pchisq(1e5 / 1.003, 1e5, lower.tail = FALSE)", [] { return FCDF(1.003, 1e100, 1e5); }, 0.74793028216825796},
     {"qf(0.999, 7, 1e17)", [] { return FCDFInv(0.999, 7, 1e17); }, 3.4745551925509792},
     {"df(0.8, 7, 1e17)", [] { return FPDF(0.8, 7, 1e17); }, 0.84016070421717903},
+    // Below 1e-30 the quantiles are solved on a log scale. R's qf and qt lose these tails;
+    // its log-scale beta quantile keeps them.
+    {"x <- qbeta(log(1e-300), 12.29/2, 12.08/2, log.p = TRUE); 12.08/12.29 * x/(1 - x)",
+     [] { return FCDFInv(1e-300, 12.29, 12.08); }, 5.3802831443767265e-50, 1e-12},
+    {"x <- qbeta(log(1e-310), 12.29/2, 12.08/2, log.p = TRUE); 12.08/12.29 * x/(1 - x)",
+     [] { return FCDFInv(1e-310, 12.29, 12.08); }, 1.2690122993744715e-51, 1e-12},
+    {"x <- qbeta(log(1e-320), 3/2, 5/2, log.p = TRUE); 5/3 * x/(1 - x)", [] { return FCDFInv(1e-320, 3, 5); },
+     3.4244667916378448e-214, 1e-10},
+    {"x <- qbeta(log(1e-250), 12.29/2, 12.08/2, log.p = TRUE); 12.08/12.29 * x/(1 - x)",
+     [] { return FCDFInv(1e-250, 12.29, 12.08); }, 7.3705794641821364e-42, 1e-12},
+    // qt(1e-310, 3) is 7.6e-9 off (its pt(, log.p = TRUE) misses log(1e-310) by 2.3e-8).
+    {"x <- qbeta(log(2e-310), 3/2, 1/2, log.p = TRUE); -sqrt(3 * (1 - x)/x)", [] { return StudentCDFInv(1e-310, 3); },
+     -2.225769823822472e+103, 1e-12},
+    {"qchisq(1e-310, 3)", [] { return ChiSquareCDFInv(1e-310, 3); }, 5.2093970786781771e-207, 1e-12},
+    {"qgamma(1e-320, 2.5)", [] { return GammaCDFInv(1e-320, 2.5, 1); }, 1.6166966908799031e-128, 1e-10},
+    // Df so small that the law is spread beyond double range: Df / (2|t|), 1/2, -Inf.
+    {"dt(2, 1e-310)", [] { return StudentPDF(2, 1e-310); }, 2.5000000000001159e-311, 1e-12},
+    {"pt(-2, 1e-310)", [] { return StudentCDF(-2, 1e-310); }, 0.5},
+    {"qt(0.3, 1e-310)", [] { return StudentCDFInv(0.3, 1e-310); }, -INFINITY},
+    // Reflection below -2^31 without an int conversion (R's own trigamma loses digits there).
+    {"2*pi^2 - trigamma(3000000001.25)", [] { return trigamma(-3000000000.25); }, 19.739208801845383, 1e-13},
+    {"gamma(-3000000000.5)", [] { return Gamma(-3000000000.5); }, 0},
 };
 
 // SciPy 1.10.1 where R loses digits: qchisq/qgamma near p = 1 (lower tail), gamma near overflow,
@@ -187,6 +209,39 @@ TEST(ProbabilityValues, InvalidArgumentsGiveNaNWithoutThrowing) {
       Gamma(-2),                  FCDFInv(2, 1e30, 5)};
   // clang-format on
   for (std::size_t i = 0; i < std::size(values); ++i) EXPECT_TRUE(std::isnan(values[i])) << "value " << i;
+}
+
+TEST(ProbabilityValues, FarTailQuantilesAreMonotoneAndSafeForAnyDf) {
+  // Decreasing p across the switch to the log-scale solution (1e-30) down to the smallest
+  // subnormal: every quantile decreases, never jumps up.
+  using Q = double (*)(double);
+  const Q quantiles[] = {[](double p) { return FCDFInv(p, 12.29, 12.08); },
+                         [](double p) { return FCDFInv(p, 50, 7); },
+                         [](double p) { return StudentCDFInv(p, 3); },
+                         [](double p) { return ChiSquareCDFInv(p, 3); },
+                         [](double p) { return GammaCDFInv(p, 0.5, 2); }};
+  for (std::size_t q = 0; q < std::size(quantiles); ++q) {
+    double last = quantiles[q](1e-25);
+    for (double p = 3e-26; p > 0; p /= 5) {
+      const double v = quantiles[q](p);
+      ASSERT_LE(v, last) << "quantile " << q << " at p = " << p;
+      last = v;
+    }
+  }
+  // Tiny and subnormal Df: a value in range from every Student function, no assertion.
+  for (double df : {5e-324, 1e-310, 1e-200, 1e-101, 1e-99, 1e-30}) {
+    for (double x : {-1e300, -2.0, -1e-300, 0.0, 3.0}) {
+      EXPECT_GE(StudentPDF(x, df), 0.0) << df;
+      EXPECT_TRUE(StudentCDF(x, df) >= 0.0 && StudentCDF(x, df) <= 1.0) << df;
+    }
+    for (double p : {1e-320, 1e-300, 0.3, 0.5, 0.9})
+      EXPECT_FALSE(std::isnan(StudentCDFInv(p, df))) << df << " " << p;
+  }
+  // Single precision takes the same path for its own subnormal probabilities.
+  TVec pf = Vec({1e-20, 1e-35, 1e-40, 1e-44}, mvSingle), qf;
+  FCDFInv(qf, pf, 12.29, 12.08);
+  for (int i = 1; i < 4; ++i) EXPECT_LT(qf[i], qf[i - 1]);
+  EXPECT_CLOSE(FCDFInv(double(float(1e-40)), 12.29, 12.08), qf[2], 1e-5);
 }
 
 TEST(PoissonCDFInv, PAtACdfValueGivesThatKInBothTails) {

@@ -1,0 +1,296 @@
+#include "FuzzHarness.h"
+
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <limits>
+
+namespace KalixFuzz {
+
+namespace {
+
+[[noreturn]] void Fail(const char* name, const std::string& what) {
+  std::fprintf(stderr, "fuzz: %s: %s\n", name, what.c_str());
+  std::fflush(stderr);
+  std::abort();
+}
+
+std::vector<std::pair<const char*, TEntry>>& Entries() {
+  static std::vector<std::pair<const char*, TEntry>> e;
+  return e;
+}
+
+// Shape, kind, precision and bytes: equal fingerprints mean bit-identical containers.
+std::string Print(const Kalix::TDenseKalix& c) {
+  std::string s = std::to_string(c.Rows()) + "x" + std::to_string(c.Cols()) + "p" +
+                  std::to_string(static_cast<int>(c.FloatPrecision())) + ":";
+  const std::size_t bytes = static_cast<std::size_t>(c.Length()) * Kalix::ElementSize(c.FloatPrecision());
+  if (bytes > 0) s.append(static_cast<const char*>(c.Data()), bytes);
+  return s;
+}
+std::string Print(const TVecInt& c) {
+  std::string s = std::to_string(c.Length()) + "i" + std::to_string(static_cast<int>(c.IntPrecision())) + ":";
+  for (int i = 0; i < c.Length(); ++i) s += std::to_string(c[i]) + ",";
+  return s;
+}
+
+std::uint32_t Next(std::uint32_t& s) {
+  s = s * 1664525u + 1013904223u;
+  return s >> 8;
+}
+
+}  // namespace
+
+int Register(const char* name, TEntry f) {
+  Entries().emplace_back(name, f);
+  return static_cast<int>(Entries().size()) - 1;
+}
+
+// ---------------------------------------------------------------- bytes
+
+std::uint32_t TBytes::U32() {
+  std::uint32_t v = 0;
+  for (int i = 0; i < 4; ++i) v = v << 8 | Byte();
+  return v;
+}
+
+int TBytes::Int(int lo, int hi) {
+  const long long span = static_cast<long long>(hi) - lo + 1;
+  return static_cast<int>(lo + static_cast<long long>(U32() % static_cast<std::uint32_t>(span)));
+}
+
+// ---------------------------------------------------------------- inputs
+
+double TCall::Double() {
+  const int k = b_.Byte();
+  switch (k % 16) {
+    case 0: return std::numeric_limits<double>::quiet_NaN();
+    case 1: return (k & 16 ? -1.0 : 1.0) * std::numeric_limits<double>::infinity();
+    case 2: return std::numeric_limits<double>::denorm_min() * (1 + b_.Byte());
+    case 3: return (k & 16 ? -1e300 : 1e300) * (1 + b_.Byte());
+    case 4: return k & 16 ? -0.0 : 0.0;
+    case 5: return 1e12 + b_.Byte() * 0.001;
+    case 6: return b_.Int(-3, 10);
+    case 7: {
+      std::uint64_t bits = static_cast<std::uint64_t>(b_.U32()) << 32 | b_.U32();
+      double v;
+      std::memcpy(&v, &bits, sizeof v);
+      return v;
+    }
+    case 8: return std::ldexp(1.0, b_.Int(-1074, 1023));
+    case 9: return b_.Byte() / 255.0;  // probabilities
+    default: return static_cast<std::int16_t>(b_.Byte() << 8 | b_.Byte()) / 256.0;
+  }
+}
+
+int TCall::Count() {
+  const int k = b_.Byte();
+  switch (k % 8) {
+    case 0: return -b_.Int(1, 3);
+    case 1: return INT_MAX - b_.Int(0, 1);
+    case 2: return b_.Int(0, 100);
+    default: return b_.Int(0, 6);
+  }
+}
+
+TMtxFloatPrecision TCall::AnyPrecision() {
+  const int k = b_.Byte() % 8;
+  return static_cast<TMtxFloatPrecision>(k < 4 ? k : k == 4 ? 0 : k == 5 ? -1 : k == 6 ? 4 : 7);
+}
+
+void TCall::Fill(Kalix::TDenseKalix& c, bool real) {
+  const int mode = b_.Byte() % 5;
+  const double a = Double(), s = Double();
+  const int cols = c.Cols();
+  for (int i = 0; i < c.Length(); ++i) {
+    double v;
+    switch (mode) {
+      case 0: v = a; break;                                  // constant
+      case 1: v = a + s * i; break;                          // ramp, rank 2 as a matrix
+      case 2: v = (i % cols) % 2 ? a : s * (i / cols); break;  // repeated columns
+      case 3: v = 1e12 + i * 0.001; break;                   // all equal in single precision
+      default: v = i < 64 ? Double() : a * std::sin(i); break;
+    }
+    if (!real && c.Complex())
+      c.SetCValue(i, {v, mode == 4 ? Double() : -v});
+    else
+      c.Values(i) = v;
+  }
+}
+
+namespace {
+TMtxFloatPrecision ValidPrecision(TBytes& b, bool real) { return static_cast<TMtxFloatPrecision>(b.Byte() % (real ? 2 : 4)); }
+int Length(TBytes& b) {
+  const int k = b.Byte() % 16;
+  return k < 10 ? b.Int(0, 12) : k < 14 ? b.Int(13, 300) : b.Int(301, 3000);
+}
+}  // namespace
+
+const TVec& TCall::Keep(std::unique_ptr<TVec> v) {
+  snapshot_.push_back(Print(*v));
+  dense_.push_back(v.get());
+  vecIn_.push_back(std::move(v));
+  return *vecIn_.back();
+}
+const TMtx& TCall::Keep(std::unique_ptr<TMtx> m) {
+  snapshot_.push_back(Print(*m));
+  dense_.push_back(m.get());
+  mtxIn_.push_back(std::move(m));
+  return *mtxIn_.back();
+}
+
+const TVec& TCall::Vec() {
+  auto v = std::make_unique<TVec>(Length(b_), ValidPrecision(b_, false));
+  Fill(*v, false);
+  return Keep(std::move(v));
+}
+
+const TVec& TCall::RealVec() {
+  auto v = std::make_unique<TVec>(Length(b_), ValidPrecision(b_, true));
+  Fill(*v, true);
+  return Keep(std::move(v));
+}
+
+namespace {
+std::pair<int, int> Shape(TBytes& b) {
+  const int k = b.Byte() % 8;
+  if (k == 7) return {b.Int(65, 90), b.Int(65, 75)};  // both sides past the small-matrix paths
+  if (k == 6) return {b.Int(0, 2000), b.Int(0, 3)};   // tall
+  return {b.Int(0, 9), b.Int(0, 9)};
+}
+}  // namespace
+
+const TMtx& TCall::Mtx() {
+  const auto [r, cc] = Shape(b_);
+  auto m = std::make_unique<TMtx>(r, cc, ValidPrecision(b_, false));
+  Fill(*m, false);
+  return Keep(std::move(m));
+}
+
+const TMtx& TCall::RealMtx() {
+  const auto [r, cc] = Shape(b_);
+  auto m = std::make_unique<TMtx>(r, cc, ValidPrecision(b_, true));
+  Fill(*m, true);
+  return Keep(std::move(m));
+}
+
+const Kalix::TDenseKalix& TCall::Dense() {
+  if (b_.Bool()) return Vec();
+  return Mtx();
+}
+
+const TVecInt& TCall::VecInt(int lo, int hi) {
+  const int n = Length(b_);
+  const int k = b_.Byte() % 4;
+  auto v = std::make_unique<TVecInt>(n, k == 3 ? Kalix::prInt16 : Kalix::prInt32);
+  for (int i = 0; i < n; ++i) v->Values(i) = k == 2 ? Count() : b_.Int(lo, hi);
+  snapInts_.push_back(Print(*v));
+  ints_.push_back(std::move(v));
+  return *ints_.back();
+}
+
+// ---------------------------------------------------------------- outputs
+
+// A stale output: a small wrong shape, a random precision, garbage contents.
+void TOutputs::Stale(TMtx& c, int slot) {
+  if (!stale_) return;
+  std::uint32_t s = seed_ + static_cast<std::uint32_t>(slot) * 7919u;
+  const int rows = static_cast<int>(Next(s) % 7), cols = static_cast<int>(Next(s) % 5) + 1;
+  c.Size(rows, cols, static_cast<TMtxFloatPrecision>(Next(s) % 4));
+  c.SetVal(Next(s) % 2 ? std::numeric_limits<double>::quiet_NaN() : 7.5);
+}
+void TOutputs::Stale(TVec& c, int slot) {
+  if (!stale_) return;
+  std::uint32_t s = seed_ + static_cast<std::uint32_t>(slot) * 7919u;
+  c.Size(static_cast<int>(Next(s) % 9), static_cast<TMtxFloatPrecision>(Next(s) % 4));
+  c.SetVal(Next(s) % 2 ? std::numeric_limits<double>::quiet_NaN() : 7.5);
+}
+
+TVec& TOutputs::Vec(int slot, bool Compare) {
+  while (static_cast<int>(vecs_.size()) <= slot) {
+    vecs_.push_back(std::make_unique<TVec>());
+    vecCmp_.push_back(true);
+    Stale(*vecs_.back(), static_cast<int>(vecs_.size()));
+  }
+  vecCmp_[static_cast<std::size_t>(slot)] = Compare;
+  return *vecs_[static_cast<std::size_t>(slot)];
+}
+
+TMtx& TOutputs::Mtx(int slot, bool Compare) {
+  while (static_cast<int>(mtxs_.size()) <= slot) {
+    mtxs_.push_back(std::make_unique<TMtx>());
+    mtxCmp_.push_back(true);
+    Stale(*mtxs_.back(), 100 + static_cast<int>(mtxs_.size()));
+  }
+  mtxCmp_[static_cast<std::size_t>(slot)] = Compare;
+  return *mtxs_[static_cast<std::size_t>(slot)];
+}
+
+TVecInt& TOutputs::VecInt(int slot, bool Compare) {
+  while (static_cast<int>(ints_.size()) <= slot) {
+    ints_.push_back(std::make_unique<TVecInt>());
+    intCmp_.push_back(true);
+    if (stale_) {
+      ints_.back()->Size(static_cast<int>(seed_ % 9), Kalix::prInt32);
+      ints_.back()->SetVal(-3);
+    }
+  }
+  intCmp_[static_cast<std::size_t>(slot)] = Compare;
+  return *ints_[static_cast<std::size_t>(slot)];
+}
+
+std::string TOutputs::Fingerprint() const {
+  std::string s;
+  for (std::size_t i = 0; i < vecs_.size(); ++i) s += vecCmp_[i] ? Print(*vecs_[i]) : "-";
+  for (std::size_t i = 0; i < mtxs_.size(); ++i) s += mtxCmp_[i] ? Print(*mtxs_[i]) : "-";
+  for (std::size_t i = 0; i < ints_.size(); ++i) s += intCmp_[i] ? Print(*ints_[i]) : "-";
+  s.append(reinterpret_cast<const char*>(nums_.data()), nums_.size() * sizeof(double));
+  return s;
+}
+
+// ---------------------------------------------------------------- the checks
+
+void TCall::Run(const char* name, const std::function<void(TOutputs&)>& f) {
+  std::string result[2];
+  for (int pass = 0; pass < 2; ++pass) {
+    TOutputs out(pass == 1, 12345u + static_cast<std::uint32_t>(snapshot_.size()));
+    const int before = Kalix::ScratchOutstanding();
+    try {
+      f(out);
+      result[pass] = "ok:" + out.Fingerprint();
+    } catch (const Kalix::EKalixError& e) {
+      result[pass] = std::string("error:") + e.what();
+    } catch (const std::exception& e) {
+      Fail(name, std::string("non-library exception: ") + e.what());
+    } catch (...) {
+      Fail(name, "non-library exception");
+    }
+    if (Kalix::ScratchOutstanding() != before) Fail(name, "scratch not returned");
+    std::size_t k = 0;
+    for (const Kalix::TDenseKalix* d : dense_)
+      if (Print(*d) != snapshot_[k++]) Fail(name, "a const input changed");
+    for (std::size_t i = 0; i < ints_.size(); ++i)
+      if (Print(*ints_[i]) != snapInts_[i]) Fail(name, "a const input changed");
+  }
+  if (result[0] != result[1])
+    Fail(name, "stale outputs changed the result: " + result[0].substr(0, 60) + " / " + result[1].substr(0, 60));
+}
+
+// ---------------------------------------------------------------- drivers
+
+void RunOne(const std::uint8_t* data, std::size_t size) {
+  if (Entries().empty() || size == 0) return;
+  TBytes b(data + 1, size - 1);
+  TCall c(b);
+  Entries()[data[0] % Entries().size()].second(c);
+}
+
+}  // namespace KalixFuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  KalixFuzz::RunOne(data, size);
+  return 0;
+}

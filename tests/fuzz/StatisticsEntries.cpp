@@ -1,0 +1,107 @@
+// Fuzz entries of the Statistics namespace.
+// To add a function: one KALIX_FUZZ_ENTRY(Name) block that draws its inputs from c (c.Vec(),
+// c.Mtx(), c.Double(), c.Count(), c.Enum<E>(n), ...) and calls it inside c.Run, outputs from o.
+#include "FuzzHarness.h"
+
+using namespace KalixFuzz;
+using namespace Statistics;
+
+KALIX_FUZZ_ENTRY(Percentile) {
+  const TVec& x = c.Vec();
+  const double p = c.Double(), q = c.Double();
+  const auto m = c.Enum<TPercentileMethod>(5);
+  c.Run("Percentile", [&](TOutputs& o) { o.Num(Percentile(x, p, m)); });
+  c.Run("Percentile(array)", [&](TOutputs& o) {
+    const double ps[] = {p, q, 0.5};
+    double r[3] = {};
+    Percentile(x, ps, r, m);
+    for (double v : r) o.Num(v);
+  });
+  c.Run("InterQuartile", [&](TOutputs& o) { o.Num(InterQuartile(x, m)); });
+}
+
+KALIX_FUZZ_ENTRY(Ranks) {
+  const TVec& x = c.Vec();
+  c.Run("Ranks", [&](TOutputs& o) {
+    TVec& v = o.Vec(0);
+    v = x;
+    Ranks(v, o.Vec(1));
+  });
+  c.Run("TiedRanks", [&](TOutputs& o) {
+    double t = 0;
+    TiedRanks(x, o.Vec(0), t);
+    o.Num(t);
+  });
+}
+
+KALIX_FUZZ_ENTRY(Means) {
+  const TVec& x = c.Vec();
+  const double pc = c.Double(), mu = c.Double();
+  const int i = c.Count(), n = c.Count(), order = c.Count();
+  c.Run("MeanG", [&](TOutputs& o) { o.Num(MeanG(x)); });
+  c.Run("MeanH", [&](TOutputs& o) { o.Num(MeanH(x)); });
+  c.Run("MeanT", [&](TOutputs& o) { o.Num(MeanT(x, pc)); });
+  c.Run("Mode", [&](TOutputs& o) { o.Num(Mode(x)); });
+  c.Run("Mode(range)", [&](TOutputs& o) { o.Num(Mode(x, i, n)); });
+  c.Run("Moment", [&](TOutputs& o) { o.Num(Moment(x, mu, order)); });
+}
+
+KALIX_FUZZ_ENTRY(Covariance) {
+  const bool biased = c.Bytes().Bool();
+  const Kalix::TDenseKalix& x = c.Dense();
+  const Kalix::TDenseKalix& y = c.Dense();
+  const TVec& v = c.Vec();
+  const TMtx& m = c.Mtx();
+  c.Run("Covariance(vec)", [&](TOutputs& o) {
+    double r = 0;
+    Covariance(v, r, biased);
+    o.Num(r);
+  });
+  c.Run("Covariance(x, y)", [&](TOutputs& o) { Covariance(x, y, o.Mtx(0), biased); });
+  c.Run("Covariance(mtx)", [&](TOutputs& o) { Covariance(m, o.Mtx(0), biased); });
+  c.Run("CorrCoef(x, y)", [&](TOutputs& o) { CorrCoef(x, y, o.Mtx(0)); });
+  c.Run("CorrCoef(x, y, t)", [&](TOutputs& o) {
+    double t = 0;
+    CorrCoef(x, y, o.Mtx(0), t);
+    o.Num(t);
+  });
+  c.Run("CorrCoef(mtx)", [&](TOutputs& o) { CorrCoef(m, o.Mtx(0)); });
+  c.Run("RangeRows", [&](TOutputs& o) { RangeRows(m, o.Vec(0)); });
+  c.Run("RangeCols", [&](TOutputs& o) { RangeCols(m, o.Vec(0)); });
+  c.Run("CronbachAlpha", [&](TOutputs& o) { o.Num(CronbachAlpha(m)); });
+}
+
+KALIX_FUZZ_ENTRY(MatrixUtils) {
+  const int n = c.Bytes().Int(-2, 12), index = c.Count();
+  const auto prec = c.AnyPrecision();
+  const TVec& mul = c.Vec();
+  const bool withMul = c.Null();
+  const TVec& levels = c.Vec();
+  const TMtx& m = c.Mtx();
+  const Kalix::TDenseKalix& d = c.Dense();
+  c.Run("FullFactDesign(n)", [&](TOutputs& o) { FullFactDesign(n, o.Mtx(0), prec, withMul ? &mul : nullptr); });
+  c.Run("FullFactDesign(levels)", [&](TOutputs& o) {
+    if (Kalix::Product(levels) > 1e5) return;  // keep each run short; the row check is tested
+    FullFactDesign(levels, o.Mtx(0));
+  });
+  // Deliberate: the last count keeps what sizing left for constant data, so it is not compared.
+  c.Run("Unique", [&](TOutputs& o) { Unique(d, o.Vec(0), withMul ? &o.VecInt(0, false) : nullptr); });
+  c.Run("RemoveRow", [&](TOutputs& o) { RemoveRow(m, o.Mtx(0), index); });
+  c.Run("RemoveColumn", [&](TOutputs& o) { RemoveColumn(m, o.Mtx(0), index); });
+}
+
+KALIX_FUZZ_ENTRY(Histogram) {
+  const TVec& x = c.Vec();
+  const TVec& bins = c.Vec();
+  const int nb = c.Bytes().Bool() ? c.Bytes().Int(-1, 50) : c.Count();
+  const bool centres = c.Bytes().Bool();
+  const double lo = c.Double(), hi = c.Double();
+  if (nb > 100000) return;  // output sized by NumBins: legitimately large
+  c.Run("Histogram(int, range)", [&](TOutputs& o) { Histogram(x, nb, o.VecInt(0), o.Vec(0), centres, lo, hi); });
+  c.Run("Histogram(int)", [&](TOutputs& o) { Histogram(x, nb, o.VecInt(0), o.Vec(0), centres); });
+  c.Run("Histogram(real, range)", [&](TOutputs& o) { Histogram(x, nb, o.Vec(1), o.Vec(0), centres, lo, hi); });
+  c.Run("Histogram(real)", [&](TOutputs& o) { Histogram(x, nb, o.Vec(1), o.Vec(0), centres); });
+  c.Run("Histogram(bins)", [&](TOutputs& o) { Histogram(x, bins, o.Vec(0)); });
+  c.Run("CumulativeHist", [&](TOutputs& o) { CumulativeHist(x, nb, o.Vec(1), o.Vec(0), centres); });
+  c.Run("CumulativeHist(bins)", [&](TOutputs& o) { CumulativeHist(x, bins, o.Vec(0)); });
+}
