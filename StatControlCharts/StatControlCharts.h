@@ -9,7 +9,7 @@
 //   p, np, u, c and EWMA charts:        z = NormalCDFInv(Confidence)              (0.99865 -> 3).
 #pragma once
 
-#include "core/KalixCore.h"
+#include "../core/KalixCore.h"
 
 namespace StatControlCharts {
 

@@ -5,7 +5,7 @@
 // which are then not sorted again. Drawing is left to the caller.
 #pragma once
 
-#include "core/KalixCore.h"
+#include "../core/KalixCore.h"
 
 namespace StatProbPlots {
 
