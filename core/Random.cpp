@@ -446,8 +446,8 @@ void TRngStream::Jump() {
 
 void TRngStream::RandomUniform(std::span<double> Dst, double Low, double High) {
   if (!(Low <= High)) Fail("RandomUniform", "Low > High");
-  const double w = High - Low;
-  Visit([&](auto& e) { Fill(Dst, e, [&](auto& g) { return Low + w * Uniform01(g); }); });
+  const double w = (High - Low) * kTwoM53;  // a power-of-two scale: the same numbers as w * Uniform01
+  Visit([&](auto& e) { Fill(Dst, e, [&](auto& g) { return Low + w * Top53(g()); }); });
 }
 void TRngStream::RandomUniform(std::span<float> Dst, double Low, double High) {
   if (!(Low <= High)) Fail("RandomUniform", "Low > High");
