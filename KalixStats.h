@@ -7,3 +7,4 @@
 #include "RegModels/RegModels.h"     // IWYU pragma: export
 #include "StatControlCharts/StatControlCharts.h"  // IWYU pragma: export
 #include "StatProbPlots/StatProbPlots.h"          // IWYU pragma: export
+#include "StatRandom/StatRandom.h"   // IWYU pragma: export

@@ -778,3 +778,94 @@ double ErfInv(double x) {
 }
 
 }  // namespace Kalix
+
+// ---- Distribution functions of the random-variate laws.
+#include <boost/math/distributions/extreme_value.hpp>
+#include <boost/math/distributions/hypergeometric.hpp>
+#include <boost/math/distributions/negative_binomial.hpp>
+#include <boost/math/distributions/poisson.hpp>
+
+namespace Kalix {
+
+namespace {
+namespace rbm = boost::math;
+namespace rbp = boost::math::policies;
+using RPol = rbp::policy<rbp::domain_error<rbp::ignore_error>, rbp::pole_error<rbp::ignore_error>,
+                         rbp::overflow_error<rbp::ignore_error>, rbp::evaluation_error<rbp::ignore_error>,
+                         rbp::discrete_quantile<rbp::integer_round_down>>;
+template <class F>
+double Safe(F f) noexcept {
+  try {
+    return f();
+  } catch (...) {
+    return std::numeric_limits<double>::quiet_NaN();
+  }
+}
+// CDF of a distribution on [lo, hi] that gives exact 0 and 1 outside.
+template <class D>
+double ClampedCdf(const D& d, double x, double lo, double hi) {
+  if (std::isnan(x)) return x;
+  if (x < lo) return 0.0;
+  if (x >= hi) return 1.0;
+  return rbm::cdf(d, x);
+}
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+}  // namespace
+
+double CauchyCDF(double x, double m, double b) {
+  if (!(b > 0)) return kNaN;
+  return Safe([&] { return ClampedCdf(rbm::cauchy_distribution<double, RPol>(m, b), x, -kInf, kInf); });
+}
+double GumbelCDF(double x, double m, double b) {
+  if (!(b > 0)) return kNaN;
+  return Safe([&] { return ClampedCdf(rbm::extreme_value_distribution<double, RPol>(m, b), x, -kInf, kInf); });
+}
+double LogisticCDF(double x, double m, double b) {
+  if (!(b > 0)) return kNaN;
+  return Safe([&] { return ClampedCdf(rbm::logistic_distribution<double, RPol>(m, b), x, -kInf, kInf); });
+}
+double TriangularCDF(double x, double a, double b, double c) {
+  if (!(a < b && a <= c && c <= b)) return kNaN;
+  return Safe([&] { return ClampedCdf(rbm::triangular_distribution<double, RPol>(a, c, b), x, a, b); });
+}
+double GenParetoCDF(double x, double k, double m, double s) {
+  if (!(s > 0) || std::isnan(x) || std::isnan(k) || std::isnan(m)) return kNaN;
+  const double z = (x - m) / s;
+  if (z <= 0) return 0.0;
+  if (k == 0) return -std::expm1(-z);
+  const double t = 1.0 + k * z;
+  if (t <= 0) return 1.0;  // beyond the upper end point m - s/k of a negative shape
+  return -std::expm1(-std::log1p(k * z) / k);
+}
+double PoissonCDF(double k, double lambda) {
+  if (!(lambda >= 0) || std::isnan(k)) return kNaN;
+  if (k < 0) return 0.0;
+  if (lambda == 0) return 1.0;
+  return Safe([&] { return rbm::cdf(rbm::poisson_distribution<double, RPol>(lambda), std::floor(k)); });
+}
+double NegBinomCDF(double k, double R, double p) {
+  if (!(R > 0) || !(p > 0 && p <= 1) || std::isnan(k)) return kNaN;
+  if (k < 0) return 0.0;
+  if (p == 1) return 1.0;
+  return Safe([&] { return rbm::cdf(rbm::negative_binomial_distribution<double, RPol>(R, p), std::floor(k)); });
+}
+double HypGeometricCDF(double k, double M, double K, double N) {
+  if (!(M >= 0 && K >= 0 && N >= 0 && K <= M && N <= M) || std::isnan(k)) return kNaN;
+  if (M != std::floor(M) || K != std::floor(K) || N != std::floor(N)) return kNaN;
+  const double lo = std::max(0.0, N + K - M), hi = std::min(N, K);
+  if (k < lo) return 0.0;
+  if (k >= hi) return 1.0;
+  return Safe([&] {
+    const rbm::hypergeometric_distribution<double, RPol> d(static_cast<unsigned>(K), static_cast<unsigned>(N),
+                                                            static_cast<unsigned>(M));
+    return rbm::cdf(d, static_cast<unsigned>(std::floor(k)));
+  });
+}
+double GeometricCDF(double k, double p) {
+  if (!(p > 0 && p <= 1) || std::isnan(k)) return kNaN;
+  if (k < 0) return 0.0;
+  return -std::expm1((std::floor(k) + 1.0) * std::log1p(-p));
+}
+
+}  // namespace Kalix

@@ -127,3 +127,25 @@ KALIX_EXPORT void PoissonCDFInv(TDenseKalix& Dst, const TDenseKalix& P, double l
 KALIX_EXPORT void trigamma(TDenseKalix& Dst, const TDenseKalix& X);
 
 }  // namespace Kalix
+
+// ---- Distribution functions of the random-variate laws (goodness-of-fit checks and users).
+namespace Kalix {
+/// Cauchy P(X <= x), location m and scale b > 0.
+KALIX_EXPORT double CauchyCDF(double x, double m, double b);
+/// Gumbel (maxima) P(X <= x) = exp(-exp(-(x - m)/b)), b > 0.
+KALIX_EXPORT double GumbelCDF(double x, double m, double b);
+/// Logistic P(X <= x) = 1/(1 + exp(-(x - m)/b)), b > 0.
+KALIX_EXPORT double LogisticCDF(double x, double m, double b);
+/// Triangular P(X <= x), lower a < upper b, mode c in [a, b].
+KALIX_EXPORT double TriangularCDF(double x, double a, double b, double c);
+/// Generalised Pareto P(X <= x) = 1 - (1 + k(x - m)/s)^(-1/k) (k = 0: exponential), s > 0.
+KALIX_EXPORT double GenParetoCDF(double x, double k, double m, double s);
+/// P(X <= k) for X ~ Poisson(lambda >= 0); k is floored, k < 0 gives 0.
+KALIX_EXPORT double PoissonCDF(double k, double lambda);
+/// P(X <= k), X the failures before the R-th success, R > 0 real, p in (0, 1].
+KALIX_EXPORT double NegBinomCDF(double k, double R, double p);
+/// P(X <= k), X the successes in N draws without replacement from M items of which K succeed.
+KALIX_EXPORT double HypGeometricCDF(double k, double M, double K, double N);
+/// P(X <= k), X the failures before the first success, p in (0, 1].
+KALIX_EXPORT double GeometricCDF(double k, double p);
+}  // namespace Kalix

@@ -15,6 +15,7 @@
 #include "KalixStats.h"
 
 void DemoQualityControl(const std::string& dir);  // DemoQuality.cpp
+void DemoRandom();  // DemoRandom.cpp
 
 namespace {
 
@@ -186,6 +187,7 @@ int main(int argc, char** argv) {
     CompareSilverInstruments(silver);
     DemoComponents(dir);
     DemoQualityControl(dir);
+    DemoRandom();
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;

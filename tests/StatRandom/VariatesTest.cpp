@@ -1,0 +1,351 @@
+// Random variates: every law's sample against the library's own distribution function
+// (Kolmogorov-Smirnov or chi-square) and its theoretical mean and variance, the edge cases,
+// the exact messages in their order, reproducibility and threads.
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+using namespace Kalix;
+using namespace KalixTest;
+using namespace StatRandom;
+
+namespace {
+
+constexpr int kDraws = 100'000;
+constexpr int kSeed = 20240611;
+
+// sqrt(n) * D of the one-sample Kolmogorov-Smirnov test.
+double KsStatistic(std::vector<double> x, const std::function<double(double)>& cdf) {
+  std::sort(x.begin(), x.end());
+  const double n = static_cast<double>(x.size());
+  double d = 0.0;
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const double f = cdf(x[i]);
+    d = std::max({d, (static_cast<double>(i) + 1.0) / n - f, f - static_cast<double>(i) / n});
+  }
+  return std::sqrt(n) * d;
+}
+// Upper 0.1% point of the limiting Kolmogorov distribution (sqrt(-ln(0.0005)/2)).
+constexpr double kKsCritical = 1.9495;
+
+// Pearson chi-square p-value of integer counts against a discrete CDF, cells merged until each
+// expects at least 10.
+double ChiSquarePValue(const std::vector<double>& x, const std::function<double(double)>& cdf) {
+  const double n = static_cast<double>(x.size());
+  const double lo = *std::min_element(x.begin(), x.end()), hi = *std::max_element(x.begin(), x.end());
+  std::vector<double> obs, expct;
+  double o = 0, prev = 0, stat = 0;
+  for (double k = lo; k <= hi; k += 1.0) {
+    o += static_cast<double>(std::count(x.begin(), x.end(), k));
+    const double c = k == hi ? 1.0 : cdf(k);
+    if ((c - prev) * n >= 10.0 || k == hi) {
+      obs.push_back(o);
+      expct.push_back((c - prev) * n);
+      prev = c;
+      o = 0;
+    }
+  }
+  for (std::size_t i = 0; i < obs.size(); ++i) stat += (obs[i] - expct[i]) * (obs[i] - expct[i]) / expct[i];
+  return 1.0 - ChiSquareCDF(stat, static_cast<double>(obs.size() - 1));
+}
+
+struct TLaw {
+  const char* name;
+  std::function<void(TVec&, int)> draw;
+  std::function<double(double)> cdf;
+  double mean, variance;  // NaN where the moment does not exist
+  bool discrete = false;
+};
+
+std::vector<double> Moments(const std::vector<double>& x) {
+  double m = 0, s = 0;
+  for (double v : x) m += v;
+  m /= static_cast<double>(x.size());
+  for (double v : x) s += (v - m) * (v - m);
+  return {m, s / static_cast<double>(x.size() - 1)};
+}
+
+// An integer law drawn through a real vector, so that all laws share one table.
+template <class F>
+std::function<void(TVec&, int)> IntDraw(F f) {
+  return [f](TVec& r, int seed) {
+    TVecInt k(r.Length());
+    f(k, seed);
+    const auto c = k.ToVector();
+    for (int i = 0; i < r.Length(); ++i) r[i] = c[static_cast<std::size_t>(i)];
+  };
+}
+
+const double NaN = std::nan("");
+
+// Means and variances are the textbook closed forms of each law.
+std::vector<TLaw> Laws() {
+  const double pi = 3.14159265358979323846;
+  return {
+      {"Beta(2,3)", [](TVec& r, int s) { RandomBeta(2, 3, r, s); }, [](double x) { return BetaCDF(x, 2, 3); }, 0.4, 0.04},
+      {"Beta(0.3,0.5)", [](TVec& r, int s) { RandomBeta(0.3, 0.5, r, s); }, [](double x) { return BetaCDF(x, 0.3, 0.5); },
+       0.375, 0.375 * 0.625 / 1.8},
+      {"Cauchy(1,2)", [](TVec& r, int s) { RandomCauchy(1, 2, r, s); }, [](double x) { return CauchyCDF(x, 1, 2); }, NaN, NaN},
+      {"ChiSquare(1)", [](TVec& r, int s) { RandomChiSquare(1, r, s); }, [](double x) { return ChiSquareCDF(x, 1); }, 1, 2},
+      {"ChiSquare(7)", [](TVec& r, int s) { RandomChiSquare(7, r, s); }, [](double x) { return ChiSquareCDF(x, 7); }, 7, 14},
+      {"Erlang(3,2)", [](TVec& r, int s) { RandomErlang(3, 2, r, s); }, [](double x) { return ErlangCDF(x, 3, 2); }, 1.5, 0.75},
+      {"Exponent(2)", [](TVec& r, int s) { RandomExponent(2, r, s); }, [](double x) { return ExpCDF(x, 2); }, 2, 4},
+      {"F(5,12)", [](TVec& r, int s) { RandomF(5, 12, r, s); }, [](double x) { return FCDF(x, 5, 12); }, 1.2,
+       2 * 144.0 * 15 / (5 * 100 * 8)},
+      {"Gamma(0.5,2)", [](TVec& r, int s) { RandomGamma(0.5, 2, r, s); }, [](double x) { return GammaCDF(x, 0.5, 2); }, 1, 2},
+      {"Gamma(7.5,1.5)", [](TVec& r, int s) { RandomGamma(7.5, 1.5, r, s); }, [](double x) { return GammaCDF(x, 7.5, 1.5); },
+       11.25, 16.875},
+      {"GenPareto(0.1,1,2)", [](TVec& r, int s) { RandomGenPareto(0.1, 1, 2, r, s); },
+       [](double x) { return GenParetoCDF(x, 0.1, 1, 2); }, 1 + 2 / 0.9, 4 / (0.81 * 0.8)},
+      {"GenPareto(-0.3,0,1)", [](TVec& r, int s) { RandomGenPareto(-0.3, 0, 1, r, s); },
+       [](double x) { return GenParetoCDF(x, -0.3, 0, 1); }, 1 / 1.3, 1 / (1.69 * 1.6)},
+      {"Gumbel(1,2)", [](TVec& r, int s) { RandomGumbel(1, 2, r, s); }, [](double x) { return GumbelCDF(x, 1, 2); },
+       1 + 2 * 0.57721566490153286, pi * pi / 6 * 4},
+      {"Laplace(1,2)", [](TVec& r, int s) { RandomLaplace(1, 2, r, s); }, [](double x) { return LaplaceCDF(x, 1, 2); }, 1, 8},
+      {"Logistic(1,2)", [](TVec& r, int s) { RandomLogistic(1, 2, r, s); }, [](double x) { return LogisticCDF(x, 1, 2); }, 1,
+       4 * pi * pi / 3},
+      {"LogNormal(0.5,0.8)", [](TVec& r, int s) { RandomLogNormal(0.5, 0.8, r, s); },
+       [](double x) { return LogNormalCDF(x, 0.5, 0.8); }, std::exp(0.82), std::expm1(0.64) * std::exp(1.64)},
+      {"Maxwell(1.5)", [](TVec& r, int s) { RandomMaxwell(1.5, r, s); }, [](double x) { return MaxwellCDF(x, 1.5); },
+       2 * 1.5 * std::sqrt(2 / pi), 2.25 * (3 * pi - 8) / pi},
+      {"Normal(1,2)", [](TVec& r, int s) { RandomNormal(1, 2, r, s); }, [](double x) { return NormalCDF(x, 1, 2); }, 1, 4},
+      {"Rayleigh(1.5)", [](TVec& r, int s) { RandomRayleigh(1.5, r, s); }, [](double x) { return RayleighCDF(x, 1.5); },
+       1.5 * std::sqrt(pi / 2), (4 - pi) / 2 * 2.25},
+      {"Student(1)", [](TVec& r, int s) { RandomStudent(1, r, s); }, [](double x) { return StudentCDF(x, 1); }, NaN, NaN},
+      {"Student(2)", [](TVec& r, int s) { RandomStudent(2, r, s); }, [](double x) { return StudentCDF(x, 2); }, 0, NaN},
+      {"Student(9)", [](TVec& r, int s) { RandomStudent(9, r, s); }, [](double x) { return StudentCDF(x, 9); }, 0, 9.0 / 7},
+      {"Triangular(0,3,1)", [](TVec& r, int s) { RandomTriangular(0, 3, 1, r, s); },
+       [](double x) { return TriangularCDF(x, 0, 3, 1); }, 4.0 / 3, (9 + 1 - 3) / 18.0},
+      {"Uniform(-1,3)", [](TVec& r, int s) { RandomUniform(-1, 3, r, s); }, [](double x) { return UniformCDF(x, -1, 3); }, 1,
+       16.0 / 12},
+      {"Weibull(2,1.5)", [](TVec& r, int s) { RandomWeibull(2, 1.5, r, s); }, [](double x) { return WeibullCDF(x, 2, 1.5); },
+       std::pow(2, -1 / 1.5) * std::tgamma(1 + 1 / 1.5),
+       std::pow(2, -2 / 1.5) * (std::tgamma(1 + 2 / 1.5) - std::pow(std::tgamma(1 + 1 / 1.5), 2))},
+      {"Binom(20,0.3)", IntDraw([](TVecInt& r, int s) { RandomBinom(20, 0.3, r, s); }),
+       [](double k) { return BinomCDF(k, 20, 0.3); }, 6, 4.2, true},
+      {"Binom(1000,0.4)", IntDraw([](TVecInt& r, int s) { RandomBinom(1000, 0.4, r, s); }),
+       [](double k) { return BinomCDF(k, 1000, 0.4); }, 400, 240, true},
+      {"Binom(200,0.8)", IntDraw([](TVecInt& r, int s) { RandomBinom(200, 0.8, r, s); }),
+       [](double k) { return BinomCDF(k, 200, 0.8); }, 160, 32, true},
+      {"Geometric(0.2)", [](TVec& r, int s) { RandomGeometric(0.2, r, s); }, [](double k) { return GeometricCDF(k, 0.2); }, 4,
+       20, true},
+      {"HypGeometric(100,30,20)", IntDraw([](TVecInt& r, int s) { RandomHypGeometric(100, 30, 20, r, s); }),
+       [](double k) { return HypGeometricCDF(k, 100, 30, 20); }, 6, 20 * 0.3 * 0.7 * 80 / 99.0, true},
+      {"HypGeometric(10000,4000,3000)", IntDraw([](TVecInt& r, int s) { RandomHypGeometric(10000, 4000, 3000, r, s); }),
+       [](double k) { return HypGeometricCDF(k, 10000, 4000, 3000); }, 1200, 3000 * 0.4 * 0.6 * 7000 / 9999.0, true},
+      {"NegBinom(2.5,0.3)", IntDraw([](TVecInt& r, int s) { RandomNegBinom(2.5, 0.3, r, s); }),
+       [](double k) { return NegBinomCDF(k, 2.5, 0.3); }, 2.5 * 0.7 / 0.3, 2.5 * 0.7 / 0.09, true},
+      {"Poisson(3.5)", IntDraw([](TVecInt& r, int s) { RandomPoisson(3.5, r, s); }),
+       [](double k) { return PoissonCDF(k, 3.5); }, 3.5, 3.5, true},
+      {"Poisson(75)", IntDraw([](TVecInt& r, int s) { RandomPoisson(75, r, s); }), [](double k) { return PoissonCDF(k, 75); },
+       75, 75, true},
+      {"UniformD(6)", [](TVec& r, int s) { RandomUniformD(6, r, s); }, [](double k) { return std::floor(k) / 6; }, 3.5,
+       35.0 / 12, true},
+  };
+}
+
+TEST(RandomVariates, FitTheirDistributionAndMoments) {
+  for (const TLaw& law : Laws()) {
+    SCOPED_TRACE(law.name);
+    TVec r(kDraws);
+    law.draw(r, kSeed);
+    const std::vector<double> x = r.ToVector();
+    if (law.discrete)
+      EXPECT_GT(ChiSquarePValue(x, law.cdf), 0.001);
+    else
+      EXPECT_LT(KsStatistic(x, law.cdf), kKsCritical);
+    const auto m = Moments(x);
+    if (!std::isnan(law.mean)) {
+      EXPECT_NEAR(law.mean, m[0], 5 * std::sqrt(m[1] / kDraws));
+    }
+    if (!std::isnan(law.variance)) {
+      EXPECT_NEAR(1.0, m[1] / law.variance, 0.05);
+    }
+  }
+}
+
+// Single-precision results are the same draws rounded, for the stream laws and the transforms.
+TEST(RandomVariates, SinglePrecisionRoundsTheDoubleDraws) {
+  for (const TLaw& law : Laws()) {
+    if (law.discrete) continue;
+    SCOPED_TRACE(law.name);
+    TVec d(1000), s(1000, mvSingle);
+    law.draw(d, 7);
+    law.draw(s, 7);
+    int far = 0;
+    for (int i = 0; i < d.Length(); ++i)
+      if (!(std::fabs(d[i] - s[i]) <= 1e-4 * std::max(1.0, std::fabs(d[i])))) ++far;
+    // Uniform-based laws draw 24 bits in single precision, so they agree only in distribution.
+    const std::string n = law.name;
+    if (n.rfind("Normal", 0) == 0 || n.rfind("Gamma", 0) == 0 || n.rfind("Exponent", 0) == 0 || n.rfind("Beta", 0) == 0)
+      EXPECT_EQ(far, 0);
+    else
+      EXPECT_LT(KsStatistic(s.ToVector(), law.cdf), 2.5);
+  }
+}
+
+TEST(RandomVariates, SeedsReproduceAndMinusOneVaries) {
+  TVec a(64), b(64), c(64);
+  RandomNormal(0, 1, a, 5);
+  RandomNormal(0, 1, b, 5);
+  RandomNormal(0, 1, c, -1);
+  EXPECT_EQ(a.ToVector(), b.ToVector());
+  EXPECT_NE(a.ToVector(), c.ToVector());
+  RandomNormal(0, 1, b, -1);
+  EXPECT_NE(b.ToVector(), c.ToVector());
+  // A matrix draws rows x columns values in row-major order, the same as a vector.
+  TMtx m(8, 8);
+  RandomNormal(0, 1, m, 5);
+  EXPECT_EQ(m.Rows(), 8);
+  EXPECT_EQ(m.ToVector(), a.ToVector());
+}
+
+// First values of seed 1, pinned so that any change of generator or method is noticed.
+TEST(RandomVariates, GoldenValues) {
+  TVec x(3);
+  RandomNormal(0, 1, x, 1);
+  ExpectAllClose({1.0991219651908033, 1.0817251720041314, -0.23993583808086105}, x, 1e-15);
+  RandomUniform(0, 1, x, 1);
+  ExpectAllClose({0.81161215888188476, 0.74710471615821872, 0.10015090353378375}, x, 1e-15);
+  RandomGamma(2.5, 1, x, 1);
+  ExpectAllClose({4.2206301967889734, 1.8323328546594564, 1.8336996886528962}, x, 1e-15);
+  TVecInt k(3);
+  RandomPoisson(40, k, 1);
+  EXPECT_EQ(k.ToVector(), std::vector<int>({46, 30, 33}));
+  RandomBinom(100, 0.3, k, 1);
+  EXPECT_EQ(k.ToVector(), std::vector<int>({26, 25, 19}));
+}
+
+TEST(RandomVariates, EdgeCases) {
+  TVec x(1000);
+  RandomF(4, 4, x, 3);  // deliberate: both chi-squares share the seed
+  for (double v : x.ToVector()) ASSERT_EQ(v, 1.0);
+  RandomGeometric(1, x, 3);
+  for (double v : x.ToVector()) ASSERT_EQ(v, 0.0);
+  RandomGeometric(1e-300, x, 3);
+  for (double v : x.ToVector()) ASSERT_TRUE(std::isfinite(v) && v >= 0);
+  RandomUniformD(0, x, 3);
+  for (double v : x.ToVector()) ASSERT_EQ(v, 0.0);
+  RandomUniformD(1, x, 3);
+  for (double v : x.ToVector()) ASSERT_EQ(v, 1.0);
+  RandomLaplace(2.5, 0, x, 3);
+  for (double v : x.ToVector()) ASSERT_EQ(v, 2.5);
+  for (double c : {0.0, 2.0}) {
+    RandomTriangular(0, 2, c, x, 3);
+    for (double v : x.ToVector()) ASSERT_TRUE(v >= 0 && v <= 2);
+  }
+  RandomBeta(0.01, 0.02, x, 3);  // tiny shapes: no 0/0
+  for (double v : x.ToVector()) ASSERT_TRUE(v >= 0 && v <= 1);
+  RandomGamma(0.01, 1, x, 3);
+  for (double v : x.ToVector()) ASSERT_TRUE(v >= 0 && std::isfinite(v));
+
+  TVecInt k(1000);
+  RandomBinom(50, 1, k, 3);
+  for (int v : k.ToVector()) ASSERT_EQ(v, 50);
+  RandomBinom(0, 0.5, k, 3);
+  for (int v : k.ToVector()) ASSERT_EQ(v, 0);
+  RandomNegBinom(3, 1, k, 3);
+  for (int v : k.ToVector()) ASSERT_EQ(v, 0);
+  RandomHypGeometric(50, 20, 50, k, 3);  // every item drawn
+  for (int v : k.ToVector()) ASSERT_EQ(v, 20);
+  RandomHypGeometric(50, 0, 10, k, 3);
+  for (int v : k.ToVector()) ASSERT_EQ(v, 0);
+  RandomPoisson(1e12, k, 3);  // beyond 32 bits: saturates, no endless loop
+  for (int v : k.ToVector()) ASSERT_EQ(v, 2147483647);
+
+  // Nothing to draw: no error, even for laws whose stream would refuse the parameters.
+  TVec e;
+  TVecInt ek;
+  EXPECT_NO_THROW(RandomNormal(0, 1, e, 1));
+  EXPECT_NO_THROW(RandomStudent(1, e, 1));
+  EXPECT_NO_THROW(RandomF(2, 3, e, 1));
+  EXPECT_NO_THROW(RandomHypGeometric(10, 5, 5, ek, 1));
+  EXPECT_NO_THROW(RandomPoisson(3, ek, 1));
+}
+
+TEST(RandomVariates, MessagesInTheirOrder) {
+  TVec r(4), z = ComplexVec();
+  TVecInt k(4);
+  struct {
+    std::function<void()> call;
+    const char* text;
+  } cases[] = {
+      {[&] { RandomBeta(0, 1, z); }, "RandomBeta: (A<=0) or (B<=)"},  // deliberate typo; before the complex check
+      {[&] { RandomBeta(1, 1, z); }, "RandomBeta: Results.Complex=true"},
+      {[&] { RandomBinom(3, 1.5, k); }, "RandomBinom: (P < 0) or ( P > 1)"},
+      {[&] { RandomBinom(-3, 0.5, k); }, "TRngStream.RandomBinomial: N < 0"},
+      {[&] { RandomCauchy(0, 1, z); }, "RandomCauchy: Results.Complex=true"},
+      {[&] { RandomChiSquare(0, r); }, "RandomGamma: A<=0 or B<=0 "},
+      {[&] { RandomChiSquare(0, z); }, "RandomChiSquare : Results.Complex=true"},
+      {[&] { RandomErlang(0, 1, z); }, "RandomErlang : (k<=0) or (lambda<=0)"},
+      {[&] { RandomErlang(1, 1, z); }, "RandomErlang : Results.Complex=true"},
+      {[&] { RandomExponent(0, z); }, "RandomExponent: mu <= 0!"},
+      {[&] { RandomExponent(1, z); }, "RandomExponent : Results.Complex=true"},
+      {[&] { RandomF(1, 0, z); }, "RandomF:(ANu1<=0) or (ANu2<=0)"},
+      {[&] { RandomF(1, 1, z); }, "RandomF : Results.Complex=true"},
+      {[&] { RandomGamma(1, 0, z); }, "RandomGamma: A<=0 or B<=0 "},
+      {[&] { RandomGamma(1, 1, z); }, "RandomGamma : Results.Complex=true"},
+      {[&] { RandomGenPareto(0.1, 0, 0, z); }, "RandomGenPareto: sigma <= 0"},
+      {[&] { RandomGeometric(0, z); }, "RandomGeometric: (p <= 0 ) or (p > 1)"},
+      {[&] { RandomGeometric(1, z); }, "RandomGeometric : Results.Complex=true"},
+      {[&] { RandomGumbel(0, 0, z); }, "RandomGumbel: beta<=0"},
+      {[&] { RandomGumbel(0, 1, z); }, "RandomGumbel : Results.Complex=true"},
+      {[&] { RandomHypGeometric(-1, 20, 30, k); }, "RandomHypGeometric: ( M < 0 ) or ( K < 0 ) or ( N < 0 )"},
+      {[&] { RandomHypGeometric(10, 2, 30, k); }, "RandomHypGeometric: M < Max(K ,N)"},
+      {[&] { RandomLaplace(0, -1, z); }, "RandomLaplace: b < 0"},
+      {[&] { RandomLaplace(0, 1, z); }, "RandomLaplace : Results.Complex=true"},
+      {[&] { RandomLogistic(0, 0, z); }, "RandomLogistic: b<=0"},
+      {[&] { RandomLogistic(0, 1, z); }, "RandomLogistic: Results.Complex=true"},
+      {[&] { RandomLogNormal(0, -1, z); }, "RandomLogNormal: sigma < 0"},
+      {[&] { RandomLogNormal(0, 1, z); }, "RandomLogNormal : Results.Complex=true"},
+      {[&] { RandomMaxwell(-1, z); }, "RandomMaxwell: (a < 0 )"},
+      {[&] { RandomMaxwell(1, z); }, "RandomMaxwell : Results.Complex=true"},
+      {[&] { RandomNegBinom(0, 0.5, k); }, "RandomNegBinom: (p <= 0 ) or (p > 1) or (R <= 0)"},
+      {[&] { RandomNormal(0, -1, z); }, "RandomNormal: sigma < 0"},
+      {[&] { RandomNormal(0, 1, z); }, "RandomNormal : Results.Complex=true"},
+      {[&] { RandomNormal(0, NAN, r); }, "RandomNormal : TRngStream.RandomGaussian: Sigma < 0"},
+      {[&] { RandomPoisson(-1, k); }, "TRngStream.RandomPoisson: (Lambda < 0) or (Lambda = Inf)"},
+      {[&] { RandomRayleigh(1, z); }, "RandomRayleigh : Results.Complex=true"},
+      {[&] { RandomStudent(0, z); }, "RandomStudent: v <= 0"},
+      {[&] { RandomStudent(1, z); }, "RandomStudent : Results.Complex=true"},
+      {[&] { RandomTriangular(2, 1, 5, z); }, "RandomTriangular: a > b"},
+      {[&] { RandomTriangular(0, 1, 5, z); }, "RandomTriangular: (c>b) or (c<a)"},
+      {[&] { RandomTriangular(0, 1, 0.5, z); }, "RandomTriangular : Results.Complex=true"},
+      {[&] { RandomUniform(1, 0, z); }, "RandomUniform: a > b"},
+      {[&] { RandomUniform(0, 1, z); }, "RandomUniform : Results.Complex=true"},
+      {[&] { RandomUniform(NAN, 1, r); }, "RandomUniform : TRngStream.RandomUniform: Low > High"},
+      {[&] { RandomUniformD(-1, z); }, "RandomUniformD: N < 0"},
+      {[&] { RandomUniformD(1, z); }, "RandomUniformD : Results.Complex=true"},
+      {[&] { RandomWeibull(0, 1, z); }, "RandomWeibull: (a<=0) or (b<=0)"},
+      {[&] { RandomWeibull(1, 1, z); }, "RandomWeibull : Results.Complex=true"},
+      {[&] { RandomWeibull(1, NAN, r); }, "RandomWeibull : TRngStream.RandomWeibull: (Shape <= 0) or (Scale < 0)"},
+  };
+  for (const auto& c : cases) EXPECT_RAISES(c.call(), c.text);
+  EXPECT_EQ(ScratchOutstanding(), 0);
+}
+
+// Threads with their own seeds get what a sequential call gets (Student(1) uses two streams,
+// F and Student(9) scratch vectors).
+TEST(RandomVariates, ConcurrentCallsMatchSequential) {
+  EXPECT_EQ(ConcurrentMismatches([](int t) {
+              TVec a(2000), b(2000), c(2000);
+              TVecInt k(2000);
+              RandomNormal(0, 1, a, 100 + t);
+              RandomStudent(1 + 8 * (t % 2), b, 100 + t);
+              RandomF(3, 7, c, 100 + t);
+              RandomPoisson(30, k, 100 + t);
+              std::vector<double> out = a.ToVector();
+              for (double v : b.ToVector()) out.push_back(v);
+              for (double v : c.ToVector()) out.push_back(v);
+              for (int v : k.ToVector()) out.push_back(v);
+              out.push_back(ScratchOutstanding());
+              return out;
+            }),
+            0);
+}
+
+}  // namespace
