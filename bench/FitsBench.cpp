@@ -51,6 +51,16 @@ void BM_WeibullFit_1e5(benchmark::State& state) {
 }
 BENCHMARK(BM_WeibullFit_1e5)->Unit(benchmark::kMillisecond);
 
+// At the tolerance of SciPy's fmin defaults (xtol = ftol = 1e-4), which its Weibull fit uses.
+void BM_WeibullFit_1e5_Tol1e4(benchmark::State& state) {
+  double a, b;
+  for (auto _ : state) {
+    Statistics::WeibullFit(Lifetimes(), a, b, 500, 1e-4);
+    benchmark::DoNotOptimize(a + b);
+  }
+}
+BENCHMARK(BM_WeibullFit_1e5_Tol1e4)->Unit(benchmark::kMillisecond);
+
 void BM_NormalFitCI_1e7(benchmark::State& state) {
   double mu, sigma;
   Statistics::TTwoElmReal muCI, sigmaCI;
