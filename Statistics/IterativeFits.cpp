@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 #include "Statistics/Statistics.h"
 #include "Statistics/detail/Likelihood.h"
@@ -66,6 +67,10 @@ void TriangularFit(const TVec& X, double& A, double& B, double& C, int MaxIter, 
   if (X.Complex()) ERaise("TriangularFit: X.Complex=True");
   double lo, hi;
   MaxMin(X, hi, lo);
+  if (!(lo <= hi)) {  // empty data or a NaN: no range to bound the optimiser with
+    A = B = C = std::numeric_limits<double>::quiet_NaN();
+    return;
+  }
   std::array<double, 3> pars{lo, hi, 3 * Mean(X) - lo - hi};
   const std::array<double, 3> lower{lo, lo, lo}, upper{hi, hi, hi};
   MinimiseBounded(TLikeDist::Triangular, X, pars, lower, upper, MaxIter, Tolerance);

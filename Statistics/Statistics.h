@@ -237,7 +237,8 @@ KALIX_EXPORT void StudentFit(const TVec& X, int& Df, int MaxIter = 500, double T
 /// converges. Raises "FFit: X.Complex = True".
 KALIX_EXPORT void FFit(const TVec& X, int& Df1, int& Df2, int MaxIter = 500, double Tolerance = 1e-8);
 /// Triangular lower A, upper B and mode C, all kept within [min X, max X]; the optimiser's last
-/// point whatever its stop reason. Raises "TriangularFit: X.Complex=True".
+/// point whatever its stop reason; NaN for empty data or data holding a NaN. Raises
+/// "TriangularFit: X.Complex=True".
 KALIX_EXPORT void TriangularFit(const TVec& X, double& A, double& B, double& C, int MaxIter = 500,
                                 double Tolerance = 1e-8);
 
