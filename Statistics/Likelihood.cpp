@@ -11,7 +11,6 @@
 #include <memory>
 #include <vector>
 
-
 namespace Statistics::detail {
 
 using namespace Kalix;

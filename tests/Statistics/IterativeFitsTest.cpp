@@ -26,16 +26,6 @@ TVec FSample(double df1, double df2) {
   return GoldenQuantiles([=](double u) { return Kalix::FCDFInv(u, df1, df2); });
 }
 
-TEST(IterativeFits, ComplexDataRaiseTheirOwnTexts) {
-  const TVec c = ComplexVec();
-  int d1, d2;
-  double a, b, m;
-  EXPECT_RAISES(StudentFit(c, d1), "StudentFit: X.Complex=True");
-  EXPECT_RAISES(FFit(c, d1, d2), "FFit: X.Complex = True");
-  EXPECT_RAISES(TriangularFit(c, a, b, m), "TriangularFit: X.Complex=True");
-  EXPECT_EQ(0, Kalix::ScratchOutstanding());
-}
-
 TEST(IterativeFits, ConvergedFitsTakeTheRoundedOptimum) {
   // R: -sum(dt(x, d, log = TRUE)) over d = 1 .. 2 * start is least at d = 36 for the t(20) sample
   // (start 25) and at the upper bound 130 for the t(40) sample (start 65).
