@@ -145,5 +145,121 @@ KALIX_EXPORT void PCA(const TMtx& C, TMtx& PC, TVec& Eig, TVec* VarPct = nullptr
 /// column in correlation mode gives NaN.
 KALIX_EXPORT void PCA(const TMtx& Data, TMtx& PC, TMtx& Z, TVec& Eig, TVec* VarPct = nullptr,
                       TPCAMode Mode = PCACorrMat);
+// ---------------------------------------------------------------- closed-form and discrete fits
+// Each fit refuses complex data with the text quoted; data outside a distribution's support
+// give NaN or infinite estimates, not errors. Intervals have coverage 1 - Alpha.
+
+/// Mean and standard deviation (divisor n - 1). Raises "NormalFit: X.Complex=True".
+KALIX_EXPORT void NormalFit(const TVec& X, double& Mu, double& Sigma);
+/// With the Student t interval of Mu and the chi-square interval of Sigma (n - 1 degrees of freedom).
+KALIX_EXPORT void NormalFit(const TVec& X, double& Mu, double& Sigma, TTwoElmReal& MuCI, TTwoElmReal& SigmaCI,
+                            double Alpha = 0.05);
+/// NormalFit of ln X. Raises "LogNormalFit: X.Complex=True".
+KALIX_EXPORT void LogNormalFit(const TVec& X, double& Mu, double& Sigma);
+KALIX_EXPORT void LogNormalFit(const TVec& X, double& Mu, double& Sigma, TTwoElmReal& MuCI, TTwoElmReal& SigmaCI,
+                               double Alpha = 0.05);
+/// Exponential mean Mu = mean of X. Raises "ExponentFit: X.Complex=True".
+KALIX_EXPORT void ExponentFit(const TVec& X, double& Mu);
+/// With the exact interval from Gamma(n, Mu/n) quantiles. Raises "ExponentFit: A.Complex = True" (deliberately).
+KALIX_EXPORT void ExponentFit(const TVec& X, double& Mu, TTwoElmReal& MuCI, double Alpha = 0.05);
+/// Poisson mean Lambda = mean of X. Raises "PoissonFit: X.Complex=True".
+KALIX_EXPORT void PoissonFit(const TVec& X, double& Lambda);
+/// With the exact Poisson interval of n*Lambda / n while n*Lambda < 100, the normal approximation above.
+KALIX_EXPORT void PoissonFit(const TVec& X, double& Lambda, TTwoElmReal& LambdaCI, double Alpha = 0.05);
+/// Geometric P = 1/(1 + mean) (failures before the first success). Raises "GeometricFit: X.Complex=True".
+KALIX_EXPORT void GeometricFit(const TVec& X, double& P);
+/// With a Wald interval whose information matrix is deliberately evaluated at p = 0.713.
+KALIX_EXPORT void GeometricFit(const TVec& X, double& P, TTwoElmReal& PCI, double Alpha = 0.05);
+/// Low = min, High = max. Raises "UniformFit: X.Complex=True".
+KALIX_EXPORT void UniformFit(const TVec& X, double& Low, double& High);
+/// With d = (High - Low)/Alpha^(1/n): LowCI = (High - d, Low), HighCI = (High, Low + d), deliberately so.
+KALIX_EXPORT void UniformFit(const TVec& X, double& Low, double& High, TTwoElmReal& LowCI, TTwoElmReal& HighCI,
+                             double Alpha = 0.05);
+/// Discrete uniform N = ceil(max X) (NaN gives 0, saturating at the int range). Raises
+/// "UniformDFit: X.Complex = True".
+KALIX_EXPORT void UniformDFit(const TVec& X, int& N);
+/// With NCI = (N / (1 - Alpha)^(1/n), N / Alpha^(1/n)).
+KALIX_EXPORT void UniformDFit(const TVec& X, int& N, TTwoElmReal& NCI, double Alpha = 0.05);
+/// Rayleigh scale B = sqrt(mean(x^2)/2). Raises "RayleighFit: X.Complex=True".
+KALIX_EXPORT void RayleighFit(const TVec& X, double& B);
+/// Deliberately writes the upper and then the lower chi-square bound to BCI[0]; BCI[1] is untouched.
+KALIX_EXPORT void RayleighFit(const TVec& X, double& B, TTwoElmReal& BCI, double Alpha = 0.05);
+/// Inverse Gaussian Mu = mean, Lambda = n / sum(1/x - 1/Mu). Raises "InverseGaussianFit: X.Complex=True".
+KALIX_EXPORT void InverseGaussianFit(const TVec& X, double& Mu, double& Lambda);
+/// Deliberately leaves MuCI and LambdaCI as passed: only the estimates are computed.
+KALIX_EXPORT void InverseGaussianFit(const TVec& X, double& Mu, double& Lambda, TTwoElmReal& MuCI,
+                                     TTwoElmReal& LambdaCI, double Alpha = 0.05);
+/// Laplace Mu = median, B = mean |x - Mu|. Raises "LaplaceFit: X.Complex=True".
+KALIX_EXPORT void LaplaceFit(const TVec& X, double& Mu, double& B);
+/// Logistic (moments) Mu = mean, S = sqrt(3) sd / pi. Raises "LogisticFit: X.Complex=True".
+KALIX_EXPORT void LogisticFit(const TVec& X, double& Mu, double& S);
+/// Negative binomial (moments) P = mean/var, R = P mean/(1 - P). Raises "NegBinomFit: X.Complex=True".
+KALIX_EXPORT void NegBinomFit(const TVec& X, double& R, double& P);
+/// Maxwell scale A = sqrt(mean(x^2)/3). Raises "MaxwellFit: X.Complex=True".
+KALIX_EXPORT void MaxwellFit(const TVec& X, double& A);
+/// Chi-square Df = round(mean). Raises "ChiSquareFit: X.Complex=True".
+KALIX_EXPORT void ChiSquareFit(const TVec& X, int& Df);
+/// Erlang (moments) Lambda = mean/var, K = round(mean Lambda). Raises "ErlangFit: X.Complex=True".
+KALIX_EXPORT void ErlangFit(const TVec& X, int& K, double& Lambda);
+/// Binomial (moments) P = 1 - var/mean, N = round(mean/P). Raises "BinomFit: X.Complex=True".
+KALIX_EXPORT void BinomFit(const TVec& X, int& N, double& P);
+/// P = X / n element-wise, in X's precision. Raises "BinomFit: X.Complex = True", then
+/// "BinomFit: n cannot be zero!".
+KALIX_EXPORT void BinomFit(const TVec& X, double n, TVec& P);
+/// P = X ./ n element-wise. Raises "BinomFit: X.Complex=True", then "BinomFit: X and n must match in size!".
+KALIX_EXPORT void BinomFit(const TVec& X, const TVec& n, TVec& P);
+/// P = X / n with Clopper-Pearson bounds PLow, PHigh from F quantiles (no special case for
+/// x = 0 or x = n: the F quantile with 0 degrees of freedom is NaN). Raises
+/// "BinomFit: X.Complex=True", then "BinomFit: n cannot be zero!".
+KALIX_EXPORT void BinomFit(const TVec& X, double n, TVec& P, TVec& PLow, TVec& PHigh, double Alpha = 0.05);
+
+// ---------------------------------------------------------------- maximum-likelihood fits
+// Nelder-Mead on the negative log-likelihood (MaxIter iterations, Tolerance as Simplex takes
+// it); the last point is returned whatever the optimiser's stop reason. Interval forms add Wald
+// intervals from score outer-product standard errors. Only complexity is checked: data outside
+// the support give NaN or the optimiser's own outcome; the optimiser's errors pass through
+// ("Simplex: MaxIter < 0", "Simplex: Tolerance < 0" also for a NaN Tolerance).
+
+/// -sum ln BetaPDF(x; Pars[0], Pars[1]) of the data in ObjConsts[0], an objective for Simplex.
+KALIX_EXPORT double BetaLike(const TVec& Pars, const TVec& Consts, Kalix::TObjConsts ObjConsts);
+/// As above, with the standard errors of both parameters at Pars in StdErr.
+KALIX_EXPORT double BetaLike(const TVec& Pars, const TVec& Consts, Kalix::TObjConsts ObjConsts, TTwoElmReal& StdErr);
+/// Beta(A, B) estimates from a geometric-mean start. Raises "BetaFit: X.Complex=True".
+KALIX_EXPORT void BetaFit(const TVec& X, double& A, double& B, int MaxIter = 500, double Tolerance = 1e-8);
+/// With Wald intervals. Raises "BetaFit: X.Complex = True".
+KALIX_EXPORT void BetaFit(const TVec& X, double& A, double& B, TTwoElmReal& ACI, TTwoElmReal& BCI, int MaxIter = 500,
+                          double Tolerance = 1e-8, double Alpha = 0.05);
+/// Gamma shape A and scale B from a moment start. Raises "GammaFit: X.Complex=True".
+KALIX_EXPORT void GammaFit(const TVec& X, double& A, double& B, int MaxIter = 500, double Tolerance = 1e-8);
+/// With Wald intervals. Raises "GammaFit : X.Complex = True".
+KALIX_EXPORT void GammaFit(const TVec& X, double& A, double& B, TTwoElmReal& ACI, TTwoElmReal& BCI,
+                           int MaxIter = 500, double Tolerance = 1e-8, double Alpha = 0.05);
+/// Weibull A, B (density A B x^(B-1) exp(-A x^B)) from a probability-plot start. Deliberately no
+/// complexity check: complex data are fitted by their real parts.
+KALIX_EXPORT void WeibullFit(const TVec& X, double& A, double& B, int MaxIter = 500, double Tolerance = 1e-8);
+/// With Wald intervals. Raises "WeibullFit: X.Complex=True".
+KALIX_EXPORT void WeibullFit(const TVec& X, double& A, double& B, TTwoElmReal& ACI, TTwoElmReal& BCI,
+                             int MaxIter = 500, double Tolerance = 1e-8, double Alpha = 0.05);
+/// Cauchy location and scale (scale kept at or above X's epsilon) from the median and
+/// max(0.2, sd/10). Raises "CauchyFit: X.Complex=True".
+KALIX_EXPORT void CauchyFit(const TVec& X, double& Location, double& Scale, int MaxIter = 500,
+                            double Tolerance = 1e-8);
+/// With Wald intervals. Raises "CauchyFit: X.Complex = True".
+KALIX_EXPORT void CauchyFit(const TVec& X, double& Location, double& Scale, TTwoElmReal& LocationCI,
+                            TTwoElmReal& ScaleCI, int MaxIter = 500, double Tolerance = 1e-8, double Alpha = 0.05);
+
+// ---------------------------------------------------------------- bounded iterative fits
+
+/// Student's t degrees of freedom in [1, 2 Df0] from the moment start Df0 (at least 2); the
+/// rounded optimum only when the optimiser converges, else Df0. Raises "StudentFit: X.Complex=True".
+KALIX_EXPORT void StudentFit(const TVec& X, int& Df, int MaxIter = 500, double Tolerance = 1e-8);
+/// F degrees of freedom in [1, start + 2] from moment starts, kept unless the optimiser
+/// converges. Raises "FFit: X.Complex = True".
+KALIX_EXPORT void FFit(const TVec& X, int& Df1, int& Df2, int MaxIter = 500, double Tolerance = 1e-8);
+/// Triangular lower A, upper B and mode C, all kept within [min X, max X]; the optimiser's last
+/// point whatever its stop reason; NaN for empty data or data holding a NaN. Raises
+/// "TriangularFit: X.Complex=True".
+KALIX_EXPORT void TriangularFit(const TVec& X, double& A, double& B, double& C, int MaxIter = 500,
+                                double Tolerance = 1e-8);
 
 }  // namespace Statistics

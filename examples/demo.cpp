@@ -175,6 +175,8 @@ void CompareSilverInstruments(const TTable& silver) {
 
 }  // namespace
 
+void DemoFits(const std::string& dir);  // DemoFits.cpp
+
 int main(int argc, char** argv) {
   const std::string dir = argc > 1 ? argv[1] : KALIX_DEMO_DATA;
   try {
@@ -188,6 +190,7 @@ int main(int argc, char** argv) {
     DemoComponents(dir);
     DemoQualityControl(dir);
     DemoRandom();
+    DemoFits(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;

@@ -1,0 +1,225 @@
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using namespace Statistics;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+// Iterative estimates with a tight tolerance against R's exact maximum.
+constexpr double kTolMLE = 1e-6;
+// In single precision the Weibull a = scale^-b carries b ln(scale) times the error of b.
+constexpr double kTolMLESingle = 1e-2;
+
+// Lieblein & Zelen (1956): millions of revolutions to failure of 23 deep-groove ball bearings.
+const std::vector<double> kBearings{17.88, 28.92, 33.00, 41.52, 42.12, 45.60, 48.48, 51.84, 51.96, 54.12, 55.56, 67.80,
+                                    68.64, 68.64, 68.88, 84.12, 93.12, 98.64, 105.12, 105.84, 127.92, 128.04, 173.40};
+
+// frac(i * golden ratio), i = 1 .. n: evenly spread deterministic values that R rebuilds exactly
+// as ((1:n) * 0.6180339887498949) %% 1.
+std::vector<double> Golden(int n) {
+  std::vector<double> u;
+  for (int i = 1; i <= n; ++i) {
+    const double v = i * 0.6180339887498949;
+    u.push_back(v - std::floor(v));
+  }
+  return u;
+}
+std::vector<double> Proportions() {  // u * 0.9 + 0.05 over 40 values
+  auto u = Golden(40);
+  for (double& v : u) v = v * 0.9 + 0.05;
+  return u;
+}
+std::vector<double> Exponentials() {  // -2 ln u over 500 values
+  auto u = Golden(500);
+  for (double& v : u) v = -2 * std::log(v);
+  return u;
+}
+const std::vector<double> kCauchyData{1.2, 0.8, 3.5, 2.2, 0.4, 1.9, 2.7, 1.1, 14.0, -6.5, 2.05};
+
+using TFit2 = std::function<void(const TVec&, double&, double&, int, double)>;
+const TFit2 kBeta = [](const TVec& x, double& a, double& b, int it, double tol) { BetaFit(x, a, b, it, tol); };
+const TFit2 kGamma = [](const TVec& x, double& a, double& b, int it, double tol) { GammaFit(x, a, b, it, tol); };
+const TFit2 kWeibull = [](const TVec& x, double& a, double& b, int it, double tol) { WeibullFit(x, a, b, it, tol); };
+const TFit2 kCauchy = [](const TVec& x, double& a, double& b, int it, double tol) { CauchyFit(x, a, b, it, tol); };
+
+TEST(LikelihoodFits, ComplexDataRaiseTheirOwnTexts) {
+  const TVec c = ComplexVec();
+  double a, b;
+  int k;
+  TTwoElmReal ci1, ci2;
+  const std::vector<std::pair<std::function<void()>, std::string>> cases{
+      {[&] { BetaFit(c, a, b); }, "BetaFit: X.Complex=True"},
+      {[&] { BetaFit(c, a, b, ci1, ci2); }, "BetaFit: X.Complex = True"},
+      {[&] { GammaFit(c, a, b); }, "GammaFit: X.Complex=True"},
+      {[&] { GammaFit(c, a, b, ci1, ci2); }, "GammaFit : X.Complex = True"},
+      {[&] { WeibullFit(c, a, b, ci1, ci2); }, "WeibullFit: X.Complex=True"},
+      {[&] { CauchyFit(c, a, b); }, "CauchyFit: X.Complex=True"},
+      {[&] { CauchyFit(c, a, b, ci1, ci2); }, "CauchyFit: X.Complex = True"},
+      {[&] { StudentFit(c, k); }, "StudentFit: X.Complex=True"},
+      {[&] { FFit(c, k, k); }, "FFit: X.Complex = True"},
+      {[&] { TriangularFit(c, a, b, b); }, "TriangularFit: X.Complex=True"},
+      // The optimiser's own checks pass through.
+      {[&] { GammaFit(Vec(kBearings), a, b, 500, kNaN); }, "Simplex: Tolerance < 0"},
+      {[&] { WeibullFit(Vec(kBearings), a, b, -1, 1e-8); }, "Simplex: MaxIter < 0"},
+  };
+  for (const auto& [call, text] : cases) EXPECT_RAISES(call(), text);
+  EXPECT_EQ(0, Kalix::ScratchOutstanding());
+}
+
+TEST(WeibullFit, PlainFormFitsTheRealPartsOfComplexData) {
+  TVec c(static_cast<int>(kBearings.size()), Kalix::mvDoubleComplex);
+  for (int i = 0; i < c.Length(); ++i) c.Values(i) = kBearings[static_cast<std::size_t>(i)];
+  double a, b, ar, br;
+  WeibullFit(c, a, b);
+  WeibullFit(Vec(kBearings), ar, br);
+  EXPECT_EQ(ar, a);
+  EXPECT_EQ(br, b);
+}
+
+struct TMLECase {
+  const char* name;
+  TFit2 fit;
+  std::vector<double> data;
+  double a, b;
+};
+
+TEST(LikelihoodFits, EstimatesMatchRWithATightTolerance) {
+  // R: Gamma and Weibull from their profile equations by uniroot (agreeing with MASS::fitdistr
+  // to its 1e-5), Weibull a = lambda^-k; Beta and Cauchy by Newton on the score equations from
+  // MASS::fitdistr's estimate.
+  const std::vector<TMLECase> cases{
+      {"gamma bearings", kGamma, kBearings, 4.0254146179294903, 17.942089121551465},
+      {"gamma simulated", kGamma, Exponentials(), 1.0083540381753904, 1.9816506781501484},
+      {"weibull bearings", kWeibull, kBearings, 9.5149416369565148e-05, 2.1020588751946203},
+      {"weibull simulated", kWeibull, Exponentials(), 0.49716989718559002, 1.0059084588895375},
+      {"beta", kBeta, Proportions(), 1.5312886225796423, 1.5708959495305619},
+      {"cauchy", kCauchy, kCauchyData, 1.6932980298932705, 0.89182131432426592},
+  };
+  for (const auto& c : cases) {
+    double a, b;
+    c.fit(Vec(c.data), a, b, 5000, 1e-14);
+    EXPECT_CLOSE(c.a, a, kTolMLE) << c.name;
+    EXPECT_CLOSE(c.b, b, kTolMLE) << c.name;
+    c.fit(Vec(c.data, mvSingle), a, b, 5000, 1e-14);
+    EXPECT_NEAR(1.0, a / c.a, kTolMLESingle) << c.name << " single";
+    EXPECT_NEAR(1.0, b / c.b, kTolMLESingle) << c.name << " single";
+  }
+}
+
+TEST(LikelihoodFits, NoIterationsReturnTheStart) {
+  // R: mean(x)^2/var(x), var(x)/mean(x); g1 <- prod(u^(1/n)), g2 <- prod((1-u)^(1/n)),
+  // 0.5*(1-g2)/(1-g1-g2), 0.5*(1-g1)/(1-g1-g2); median(x), max(0.2, sd(x)/10);
+  // cf <- coef(lm(log(log(1/(1-p))) ~ sort(log(x)))) at p = (0:(n-1) + 0.5)/n, exp(cf[1]/cf[2]), cf[2]
+  const std::vector<TMLECase> cases{
+      {"gamma", kGamma, kBearings, 3.7116460664951609, 19.458845625948133},
+      {"beta", kBeta, Proportions(), 1.7012880975200073, 1.7446014584655325},
+      {"cauchy", kCauchy, kCauchyData, 1.9, 0.47363152152471671},
+      {"weibull", kWeibull, kBearings, 0.012327077548841712, 2.3013018575482591},
+  };
+  for (const auto& c : cases) {
+    double a, b;
+    c.fit(Vec(c.data), a, b, 0, 1e-8);
+    EXPECT_CLOSE(c.a, a, 1e-12) << c.name;
+    EXPECT_CLOSE(c.b, b, 1e-12) << c.name;
+  }
+  // Constant data: the Cauchy scale starts at 0.2 and stays at or above machine epsilon.
+  double m, s;
+  CauchyFit(Vec({3, 3, 3, 3}), m, s, 0, 1e-8);
+  EXPECT_EQ(0.2, s);
+  CauchyFit(Vec({3, 3, 3, 3}), m, s);
+  EXPECT_EQ(3.0, m);
+  EXPECT_GE(s, 2.220446049250313e-16);
+}
+
+TEST(LikelihoodFits, DegenerateDataEndPromptlyWithoutCrashing) {
+  // Empty, single, constant, NaN, huge and out-of-support data through every iterative fit: a
+  // result or an error from the core (a singular score matrix), never a crash, no scratch left.
+  const std::vector<TVec> inputs{TVec(), Vec({0.5}), Vec({0.5, 0.5, 0.5}), Vec({0.2, kNaN, 0.7}),
+                                 Vec({1e300, 2e300, 3e300}), Vec({-1.0, 2.0, 0.0})};
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    const TVec& x = inputs[i];
+    double a, b, c;
+    int d1, d2;
+    TTwoElmReal aCI, bCI;
+    for (const auto& fit : std::vector<std::function<void()>>{
+             [&] { BetaFit(x, a, b, aCI, bCI, 200, 1e-8); }, [&] { GammaFit(x, a, b, aCI, bCI, 200, 1e-8); },
+             [&] { WeibullFit(x, a, b, aCI, bCI, 200, 1e-8); }, [&] { CauchyFit(x, a, b, aCI, bCI, 200, 1e-8); },
+             [&] { StudentFit(x, d1, 200, 1e-8); }, [&] { FFit(x, d1, d2, 200, 1e-8); },
+             [&] { TriangularFit(x, a, b, c, 200, 1e-8); }}) {
+      try {
+        fit();
+      } catch (const std::exception& e) {
+        EXPECT_THAT(e.what(), testing::StartsWith("Inv")) << "input " << i;
+      }
+      EXPECT_EQ(0, Kalix::ScratchOutstanding()) << "input " << i;
+    }
+  }
+  double a, b, c;
+  TriangularFit(Vec({0.2, kNaN, 0.7}), a, b, c);
+  EXPECT_TRUE(std::isnan(a) && std::isnan(b) && std::isnan(c));
+}
+
+TEST(BetaLike, ValueAndStandardErrors) {
+  const TVec u = Vec(Proportions());
+  Kalix::TDenseKalix* data[] = {const_cast<TVec*>(&u)};
+  TTwoElmReal se{};
+  // R: -sum(dbeta(u, 2, 3, log = TRUE))
+  EXPECT_CLOSE(5.4120283243213567, BetaLike(Vec({2, 3}), TVec(), data), 1e-12);
+  // R: forward-difference scores J (h = sqrt(.Machine$double.eps)), sqrt(diag(solve(crossprod(J))))
+  EXPECT_CLOSE(5.4120283243213567, BetaLike(Vec({2, 3}), TVec(), data, se), 1e-12);
+  EXPECT_CLOSE(0.4033453570589684, se[0], 1e-6);
+  EXPECT_CLOSE(0.40742149628074453, se[1], 1e-6);
+  // Outside the support the per-element value stands: a zero density costs +Inf.
+  const TVec out = Vec({0.2, 1.5, 0.4});
+  Kalix::TDenseKalix* outData[] = {const_cast<TVec*>(&out)};
+  EXPECT_EQ(std::numeric_limits<double>::infinity(), BetaLike(Vec({2, 3}), TVec(), outData));
+  EXPECT_TRUE(std::isnan(BetaLike(Vec({-1, 3}), TVec(), data)));
+  EXPECT_RAISES(BetaLike(Vec({2, 3}), TVec(), {}), "NegLogLike: ObjConsts[0] is not the data");
+}
+
+TEST(LikelihoodFits, WaldIntervalsFromScoreStandardErrors) {
+  // R: estimate -+ qnorm(.975) * se with se from the forward-difference score matrix at R's
+  // exact estimate (h = sqrt(.Machine$double.eps)).
+  double a, b;
+  TTwoElmReal aCI, bCI;
+  GammaFit(Vec(kBearings), a, b, aCI, bCI, 5000, 1e-14, 0.05);
+  ExpectAllClose({1.5135177561371451, 6.5373114797218355, 6.4372991425519608, 29.446879100550969},
+                 {aCI[0], aCI[1], bCI[0], bCI[1]}, 1e-5);
+  WeibullFit(Vec(kBearings), a, b, aCI, bCI, 5000, 1e-14, 0.05);
+  ExpectAllClose({1.3046331333011476, 2.8994846170880928}, {bCI[0], bCI[1]}, 1e-5);
+  EXPECT_NEAR(-0.00026507835915392922, aCI[0], 1e-9);
+  EXPECT_NEAR(0.00045537719189305947, aCI[1], 1e-9);
+  // Every interval brackets its estimate.
+  for (const auto& fit : std::vector<std::function<void()>>{
+           [&] { BetaFit(Vec(Proportions()), a, b, aCI, bCI, 500, 1e-10, 0.1); },
+           [&] { CauchyFit(Vec(kCauchyData), a, b, aCI, bCI, 500, 1e-10, 0.1); },
+           [&] { GammaFit(Vec(Exponentials(), mvSingle), a, b, aCI, bCI, 500, 1e-10, 0.1); }}) {
+    fit();
+    EXPECT_LT(aCI[0], a);
+    EXPECT_GT(aCI[1], a);
+    EXPECT_LT(bCI[0], b);
+    EXPECT_GT(bCI[1], b);
+  }
+}
+
+TEST(LikelihoodFits, ConcurrentCallsAgree) {
+  const TVec bearings = Vec(kBearings), props = Vec(Proportions());
+  EXPECT_EQ(0, ConcurrentMismatches([&](int t) {
+              double a, b;
+              TTwoElmReal aCI, bCI;
+              if (t % 2 == 0) WeibullFit(bearings, a, b, aCI, bCI);
+              else BetaFit(props, a, b, aCI, bCI);
+              return std::vector<double>{a, b, aCI[0], bCI[1], double(Kalix::ScratchOutstanding())};
+            }));
+}
+
+}  // namespace
