@@ -15,3 +15,4 @@
 #include "Scratch.h"        // IWYU pragma: export
 #include "Sorting.h"        // IWYU pragma: export
 #include "StatTypes.h"      // IWYU pragma: export
+#include "GradientOptimize.h" // IWYU pragma: export
