@@ -5,6 +5,9 @@
 // below; the core's own errors (singular systems, mismatched sizes) pass through unchanged.
 #pragma once
 
+#include <functional>
+#include <span>
+
 #include "core/KalixCore.h"
 
 namespace Regress {
@@ -117,5 +120,56 @@ KALIX_EXPORT TANOVA1Result ANOVA1(const TVec& Data, const TVecInt& GroupIndex, d
 /// <= 0", "ANOVA2: Data.Complex = true"; Replications = 0 fails first as an integer division.
 KALIX_EXPORT TANOVA2Result ANOVA2(const TMtx& Data, double& pRows, double& pCols, double& pInter,
                                   int Replications = 1, double Alpha = 0.05);
+
+// ---------------------------------------------------------------- nonlinear least squares
+
+/// A model's value at X for parameters B.
+using TRegressFun = std::function<double(std::span<const double> B, double X)>;
+/// Gradient of a model with respect to its parameters at X, given the model value Y there;
+/// Grad arrives sized to the number of parameters.
+using TDeriveProc = std::function<void(const TRegressFun& RegressFun, double X, double Y,
+                                       std::span<const double> Pars, TVec& Grad)>;
+
+/// Outcome of a nonlinear fit.
+struct TNLinStats {
+  double SSE;                         ///< (weighted) residual sum of squares
+  double ResidualVar;                 ///< SSE / dfE
+  int dfE;                            ///< error degrees of freedom, n - B.Length
+  int Iterations;                     ///< Marquardt iterations (Jacobian evaluations)
+  Kalix::TOptStopReason StopReason;   ///< optConverged on normal convergence
+};
+
+/// Derivatives of RegressFun with respect to its parameters at X (Y: the model's value there,
+/// used by forward differences). Steps GradStepSize * |Pars[j]| (GradStepSizeSingle for
+/// single precision; the bare step when Pars[j] = 0), or their 2/3 power with Central, which
+/// takes central differences for about two thirds of the digits instead of one half. Grad is
+/// sized Pars.Length in FloatPrecision. Raises "NumericDerive: Pars.Length = 0".
+KALIX_EXPORT void NumericDerive(const TRegressFun& RegressFun, double X, double Y, std::span<const double> Pars,
+                                TVec& Grad, bool Central = false,
+                                Kalix::TMtxFloatPrecision FloatPrecision = Kalix::mvDouble);
+/// The Jacobian of RegressFun at every point of X: Jac (X.Length x Pars.Length, X's precision)
+/// gets dF(x_i)/dPars[j], steps as NumericDerive. Raises "MultiNumericDerive: X.Complex", then
+/// "MultiNumericDerive: Pars.Length = 0".
+KALIX_EXPORT void MultiNumericDerive(const TRegressFun& RegressFun, const TVec& X, std::span<const double> Pars,
+                                     TMtx& Jac, bool Central = false);
+
+/// Least-squares fit of Y = RegressFun(B, X) + e by Levenberg-Marquardt (Kalix::Marquardt)
+/// from the start in B, optionally minimising sum Weights[i] * e[i]^2. Derivatives come from
+/// DeriveProc, or central differences (forward with CentralDiff false) when it is empty. B is
+/// overwritten by the estimate (X's precision); YCalc gets the fitted values, Cov the
+/// parameters' covariance ResidualVar * (J^T W J)^-1 and BStdDev the square roots of its
+/// diagonal. A model that raises or gives NaN stops the fit with optNaNObjective (NaN at the
+/// start: optBadStart), B holding the best point met; a rank-deficient Jacobian at the end
+/// gives optSingular with Cov and BStdDev NaN. Raises "NLinRegress: X.Complex or Y.Complex",
+/// "NLinRegress: B.Complex", "NLinRegress: X.Length <> Y.Length", "NLinRegress:
+/// X.FloatPrecision <> Y.FloatPrecision", "NLinRegress: B.Length = 0", "NLinRegress: Y.Length
+/// < B.Length", then with Weights "NLinRegress: Weights.Complex", "NLinRegress: Weights.Length
+/// <> X.Length", "NLinRegress: Weights.FloatPrecision <> X.FloatPrecision", "NLinRegress:
+/// Weights < 0", then "NLinRegress: MaxIter < 0", "NLinRegress: Tolerance < 0".
+KALIX_EXPORT void NLinRegress(const TVec& X, const TVec& Y, const TRegressFun& RegressFun, TVec& B,
+                              TNLinStats& Stats, TVec* YCalc = nullptr, TMtx* Cov = nullptr,
+                              TVec* BStdDev = nullptr, const TDeriveProc& DeriveProc = {},
+                              const TVec* Weights = nullptr, int MaxIter = 500, double Tolerance = 1e-13,
+                              bool CentralDiff = true);
 
 }  // namespace Regress

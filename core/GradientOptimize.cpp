@@ -132,25 +132,54 @@ TOptStopReason FromLM(Eigen::LevenbergMarquardtSpace::Status s) {
     case RelativeReductionTooSmall:
     case RelativeErrorTooSmall:
     case RelativeErrorAndReductionTooSmall:
-    case CosinusTooSmall: return optConverged;
+    case CosinusTooSmall:
+    // No further progress is possible at machine precision: as converged as can be.
     case FtolTooSmall:
     case XtolTooSmall:
-    case GtolTooSmall: return optSmallStep;
+    case GtolTooSmall: return optConverged;
     case TooManyFunctionEvaluation: return optMaxIterReached;
     case UserAsked: return optNaNObjective;  // the Jacobian was not finite
     default: return optSingular;
   }
 }
 
-// (J^T J)^-1 from a column-pivoted QR of J, so the condition number is not squared.
+// (J^T J)^-1 from a column-pivoted QR of J, so the condition number is not squared. The
+// columns are scaled to unit length first: the rank test then sees the columns' directions,
+// not their units, and flags a Jacobian whose scaled condition is beyond about 1e9 (a
+// central-difference Jacobian of a product of two parameters differs from rank 1 by 1e-11).
 MatrixXd GaussNewtonInverse(const MatrixXd& J) {
   const Eigen::Index n = J.cols();
-  Eigen::ColPivHouseholderQR<MatrixXd> qr(J);
+  const VectorXd norms = J.colwise().norm().transpose();
+  if (!(norms.array() > 0).all()) return MatrixXd::Constant(n, n, kNaN);
+  const MatrixXd Js = J * norms.cwiseInverse().asDiagonal();
+  Eigen::ColPivHouseholderQR<MatrixXd> qr(Js);
+  qr.setThreshold(1e-9);
   if (qr.rank() < n) return MatrixXd::Constant(n, n, kNaN);
   const MatrixXd R = qr.matrixR().topLeftCorner(n, n).triangularView<Eigen::Upper>();
   const MatrixXd Rinv = R.triangularView<Eigen::Upper>().solve(MatrixXd::Identity(n, n));
   const auto P = qr.colsPermutation();
-  return P * (Rinv * Rinv.transpose()) * P.transpose();
+  const MatrixXd C = P * (Rinv * Rinv.transpose()) * P.transpose();
+  return norms.cwiseInverse().asDiagonal() * C * norms.cwiseInverse().asDiagonal();
+}
+
+// Full Gauss-Newton steps from the converged point. Near the minimum the trust region's test
+// of actual against predicted reduction drowns in rounding and stops short of it; undamped
+// steps, kept while they do not raise the sum of squares, take the last digits.
+void Polish(TLMFunctor& f, VectorXd& x, double& ss, double eps) {
+  TLMFunctor::JacobianType J;
+  VectorXd r, xt, rt;
+  for (int k = 0; k < 5; ++k) {
+    f(x, r);
+    if (f.df(x, J) != 0) return;
+    const VectorXd s = J.colPivHouseholderQr().solve(-r);
+    xt = x + s;
+    f(xt, rt);
+    const double sst = rt.squaredNorm();
+    if (!(sst <= ss * (1 + 4 * eps))) return;
+    x = xt;
+    ss = sst;
+    if (s.norm() <= eps * x.norm()) return;
+  }
 }
 
 // ---------------------------------------------------------------- line-search descent
@@ -439,8 +468,10 @@ int Marquardt(const TResidualProc& Fun, const TJacobianProc& Jac, std::span<doub
   TLMFunctor f(Fun, Jac, consts, ObjConsts, FloatPrecision, r0.Length(), n);
   Eigen::LevenbergMarquardt<TLMFunctor> lm(f);
   const double tol = std::max(Tolerance, 10 * EpsOf(FloatPrecision));
+  // The sum of squares is quadratic near the minimum: a relative reduction of Tolerance^2
+  // matches a relative step of Tolerance.
   lm.setXtol(tol);
-  lm.setFtol(tol);
+  lm.setFtol(std::max(tol * tol, 10 * EpsOf(FloatPrecision)));
   lm.setGtol(0);
   lm.setMaxfev(std::numeric_limits<int>::max());
   auto status = lm.minimizeInit(x);
@@ -457,9 +488,10 @@ int Marquardt(const TResidualProc& Fun, const TJacobianProc& Jac, std::span<doub
     AddLog(Log, it, lm.fnorm() * lm.fnorm());
     if (status != Status::NotStarted && status != Status::Running) StopReason = FromLM(status);
   }
+  FMin = lm.fnorm() * lm.fnorm();
+  if (StopReason == optConverged) Polish(f, x, FMin, EpsOf(FloatPrecision));
   f.pars.Load(x);
   for (int j = 0; j < n; ++j) Pars[static_cast<std::size_t>(j)] = x[j];
-  FMin = lm.fnorm() * lm.fnorm();
   if (InvHessian) {
     TLMFunctor::JacobianType J;
     const bool ok = f.df(x, J) == 0;

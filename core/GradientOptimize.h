@@ -28,12 +28,12 @@ using TJacobianProc =
 /// Minimises the sum of squared residuals by Levenberg-Marquardt with a trust region and
 /// scaling by the Jacobian's column norms; Jac empty uses forward differences. Pars: start in,
 /// minimiser out; returns the iterations (Jacobian evaluations); FMin = sum of squares.
-/// StopReason: optConverged when the relative reduction of the sum of squares or the relative
-/// step falls below Tolerance (raised to 10 eps of FloatPrecision); optSmallStep when no
-/// further progress is possible at machine precision; optMaxIterReached; optBadStart (Pars
+/// StopReason: optConverged when the relative step falls below Tolerance or the relative
+/// reduction of the sum of squares below Tolerance^2 (both raised to 10 eps of FloatPrecision),
+/// or no further progress is possible at machine precision; optMaxIterReached; optBadStart (Pars
 /// kept) when a residual at the start is not finite; optNaNObjective when the Jacobian is not
 /// finite; optNotStarted when MaxIter = 0. InvHessian, when given, gets (J^T J)^-1 at the
-/// minimiser (NaN when J is rank-deficient). Raises "Marquardt: Pars is empty", "Marquardt:
+/// minimiser (NaN when J with unit-length columns has a condition beyond about 1e9). Raises "Marquardt: Pars is empty", "Marquardt:
 /// MaxIter < 0", "Marquardt: Tolerance < 0", "Marquardt: fewer residuals than parameters".
 KALIX_EXPORT int Marquardt(const TResidualProc& Fun, const TJacobianProc& Jac, std::span<double> Pars,
                            std::span<const double> Consts, TObjConsts ObjConsts, double& FMin,
