@@ -172,4 +172,44 @@ KALIX_EXPORT void NLinRegress(const TVec& X, const TVec& Y, const TRegressFun& R
                               const TVec* Weights = nullptr, int MaxIter = 500, double Tolerance = 1e-13,
                               bool CentralDiff = true);
 
+// ---------------------------------------------------------------- logistic and Poisson regression
+
+/// Outcome of a logistic or Poisson fit.
+struct TGLMStats {
+  double Deviance;      ///< residual deviance
+  double NullDeviance;  ///< deviance of the intercept-only model (offset only without Constant;
+                        ///< probability 0.5 for a logistic model without Constant)
+  double LogLik;        ///< log-likelihood at the estimate
+  double AIC;           ///< -2 LogLik + 2 * number of coefficients
+  int dfResidual;       ///< n - number of coefficients
+  int dfNull;           ///< n - 1 with Constant, else n
+  int Iterations;       ///< IRLS steps taken
+  bool Converged;       ///< the relative change of the deviance fell below Tolerance
+};
+
+/// Logistic regression of Y on [1 | A] (Constant) or A by IRLS. Y holds 0/1 responses, or with
+/// Trials the successes out of Trials[i] (any real 0 <= Y <= Trials). B gets the coefficients,
+/// BStdDev their standard errors sqrt(diag((X^T W X)^-1)), Z = B / BStdDev, PValues the
+/// two-sided normal p-values, Cov the covariance, YCalc the fitted probabilities. Converged when
+/// |dev - dev_prev| <= Tolerance * (|dev| + 0.1). Raises "LogisticRegress: Y.Complex or
+/// A.Complex", "LogisticRegress: Trials.Complex", "LogisticRegress: Y.Length <> A.Rows",
+/// "LogisticRegress: Y.FloatPrecision <> A.FloatPrecision", "LogisticRegress: Trials.Length <>
+/// Y.Length", "LogisticRegress: A is not finite", "LogisticRegress: MaxIter < 1",
+/// "LogisticRegress: Tolerance < 0", then per observation "LogisticRegress: Trials <= 0",
+/// "LogisticRegress: Y not in {0, 1}" or "LogisticRegress: Y < 0 or Y > Trials"; while fitting
+/// "LogisticRegress: singular design matrix" and "LogisticRegress: complete or quasi-complete
+/// separation: fitted probabilities 0 or 1" (a linear predictor beyond +-30).
+KALIX_EXPORT void LogisticRegress(const TVec& Y, const TMtx& A, TVec& B, TGLMStats& Stats, TVec* BStdDev = nullptr,
+                                  TVec* Z = nullptr, TVec* PValues = nullptr, TMtx* Cov = nullptr,
+                                  TVec* YCalc = nullptr, bool Constant = true, const TVec* Trials = nullptr,
+                                  int MaxIter = 100, double Tolerance = 1e-12);
+/// Poisson regression with log link: log E[Y] = Offset + [1 | A] B (log exposure as Offset).
+/// Outputs as LogisticRegress, YCalc the fitted means. Messages as LogisticRegress with the
+/// prefix "PoissonRegress: " and Offset in place of Trials; "PoissonRegress: Y < 0" for a
+/// negative or non-finite count, "PoissonRegress: Offset is not finite".
+KALIX_EXPORT void PoissonRegress(const TVec& Y, const TMtx& A, TVec& B, TGLMStats& Stats, TVec* BStdDev = nullptr,
+                                 TVec* Z = nullptr, TVec* PValues = nullptr, TMtx* Cov = nullptr,
+                                 TVec* YCalc = nullptr, bool Constant = true, const TVec* Offset = nullptr,
+                                 int MaxIter = 100, double Tolerance = 1e-12);
+
 }  // namespace Regress

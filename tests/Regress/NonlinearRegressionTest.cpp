@@ -107,7 +107,9 @@ TCertified LoadNls(const std::string& file) {
   c.x = Vec(x);
   c.y = Vec(y);
   for (int j = 1;; ++j) {
-    const std::string label = "b" + std::to_string(j) + " =";
+    std::string label = "b";
+    label += std::to_string(j);
+    label += " =";
     bool found = false;
     for (const std::string& l : f.lines) found |= l.find(label) != std::string::npos;
     if (!found) break;
