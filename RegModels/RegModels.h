@@ -21,11 +21,10 @@ using Kalix::TVec;
 // Deliberate: the multiple linear model is spelt rmMulLi; the name is kept for existing callers.
 enum TRegressionModel : int { rmLine, rmPower, rmPoly, rmExp, rmMulLi, rmLogistic, rmFrac, rmLn };
 
-/// A model's value at X for parameters B.
-using TRegressFun = std::function<double(std::span<const double> B, double X)>;
+/// A model's value at X for parameters B (declared with nonlinear regression in Regress).
+using Regress::TRegressFun;
 /// Gradient of a model with respect to its parameters at X, given the model value Y there.
-using TDeriveProc = std::function<void(const TRegressFun& RegressFun, double X, double Y,
-                                       std::span<const double> Pars, TVec& Grad)>;
+using Regress::TDeriveProc;
 
 // ---------------------------------------------------------------- evaluation
 

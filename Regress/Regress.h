@@ -5,6 +5,9 @@
 // below; the core's own errors (singular systems, mismatched sizes) pass through unchanged.
 #pragma once
 
+#include <functional>
+#include <span>
+
 #include "../core/KalixCore.h"
 
 namespace Regress {
@@ -146,5 +149,95 @@ KALIX_EXPORT void PCRegress(const TVec& y, const TMtx& A, TVec& B, TVec* YCalc, 
 /// a row count of A unlike Y's is reported by the least-squares solver.
 KALIX_EXPORT void PCRegress(const TVec& Y, const TMtx& A, TVec& B, const TVec& Weights, TVec* YCalc,
                             TVec* BStdDev, int NumComp);
+// ---------------------------------------------------------------- nonlinear least squares
+
+/// A model's value at X for parameters B.
+using TRegressFun = std::function<double(std::span<const double> B, double X)>;
+/// Gradient of a model with respect to its parameters at X, given the model value Y there;
+/// Grad arrives sized to the number of parameters.
+using TDeriveProc = std::function<void(const TRegressFun& RegressFun, double X, double Y,
+                                       std::span<const double> Pars, TVec& Grad)>;
+
+/// Outcome of a nonlinear fit.
+struct TNLinStats {
+  double SSE;                         ///< (weighted) residual sum of squares
+  double ResidualVar;                 ///< SSE / dfE
+  int dfE;                            ///< error degrees of freedom, n - B.Length
+  int Iterations;                     ///< Marquardt iterations (Jacobian evaluations)
+  Kalix::TOptStopReason StopReason;   ///< optConverged on normal convergence
+};
+
+/// Derivatives of RegressFun with respect to its parameters at X (Y: the model's value there,
+/// used by forward differences). Steps GradStepSize * |Pars[j]| (GradStepSizeSingle for
+/// single precision; the bare step when Pars[j] = 0), or their 2/3 power with Central, which
+/// takes central differences for about two thirds of the digits instead of one half. Grad is
+/// sized Pars.Length in FloatPrecision. Raises "NumericDerive: Pars.Length = 0".
+KALIX_EXPORT void NumericDerive(const TRegressFun& RegressFun, double X, double Y, std::span<const double> Pars,
+                                TVec& Grad, bool Central = false,
+                                Kalix::TMtxFloatPrecision FloatPrecision = Kalix::mvDouble);
+/// The Jacobian of RegressFun at every point of X: Jac (X.Length x Pars.Length, X's precision)
+/// gets dF(x_i)/dPars[j], steps as NumericDerive. Raises "MultiNumericDerive: X.Complex", then
+/// "MultiNumericDerive: Pars.Length = 0".
+KALIX_EXPORT void MultiNumericDerive(const TRegressFun& RegressFun, const TVec& X, std::span<const double> Pars,
+                                     TMtx& Jac, bool Central = false);
+
+/// Least-squares fit of Y = RegressFun(B, X) + e by Levenberg-Marquardt (Kalix::Marquardt)
+/// from the start in B, optionally minimising sum Weights[i] * e[i]^2. Derivatives come from
+/// DeriveProc, or central differences (forward with CentralDiff false) when it is empty. B is
+/// overwritten by the estimate (X's precision); YCalc gets the fitted values, Cov the
+/// parameters' covariance ResidualVar * (J^T W J)^-1 and BStdDev the square roots of its
+/// diagonal. A model that raises or gives NaN stops the fit with optNaNObjective (NaN at the
+/// start: optBadStart), B holding the best point met; a rank-deficient Jacobian at the end
+/// gives optSingular with Cov and BStdDev NaN. Raises "NLinRegress: X.Complex or Y.Complex",
+/// "NLinRegress: B.Complex", "NLinRegress: X.Length <> Y.Length", "NLinRegress:
+/// X.FloatPrecision <> Y.FloatPrecision", "NLinRegress: B.Length = 0", "NLinRegress: Y.Length
+/// < B.Length", then with Weights "NLinRegress: Weights.Complex", "NLinRegress: Weights.Length
+/// <> X.Length", "NLinRegress: Weights.FloatPrecision <> X.FloatPrecision", "NLinRegress:
+/// Weights < 0", then "NLinRegress: MaxIter < 0", "NLinRegress: Tolerance < 0".
+KALIX_EXPORT void NLinRegress(const TVec& X, const TVec& Y, const TRegressFun& RegressFun, TVec& B,
+                              TNLinStats& Stats, TVec* YCalc = nullptr, TMtx* Cov = nullptr,
+                              TVec* BStdDev = nullptr, const TDeriveProc& DeriveProc = {},
+                              const TVec* Weights = nullptr, int MaxIter = 500, double Tolerance = 1e-13,
+                              bool CentralDiff = true);
+
+// ---------------------------------------------------------------- logistic and Poisson regression
+
+/// Outcome of a logistic or Poisson fit.
+struct TGLMStats {
+  double Deviance;      ///< residual deviance
+  double NullDeviance;  ///< deviance of the intercept-only model (offset only without Constant;
+                        ///< probability 0.5 for a logistic model without Constant)
+  double LogLik;        ///< log-likelihood at the estimate
+  double AIC;           ///< -2 LogLik + 2 * number of coefficients
+  int dfResidual;       ///< n - number of coefficients
+  int dfNull;           ///< n - 1 with Constant, else n
+  int Iterations;       ///< IRLS steps taken
+  bool Converged;       ///< the relative change of the deviance fell below Tolerance
+};
+
+/// Logistic regression of Y on [1 | A] (Constant) or A by IRLS. Y holds 0/1 responses, or with
+/// Trials the successes out of Trials[i] (any real 0 <= Y <= Trials). B gets the coefficients,
+/// BStdDev their standard errors sqrt(diag((X^T W X)^-1)), Z = B / BStdDev, PValues the
+/// two-sided normal p-values, Cov the covariance, YCalc the fitted probabilities. Converged when
+/// |dev - dev_prev| <= Tolerance * (|dev| + 0.1). Raises "LogisticRegress: Y.Complex or
+/// A.Complex", "LogisticRegress: Trials.Complex", "LogisticRegress: Y.Length <> A.Rows",
+/// "LogisticRegress: Y.FloatPrecision <> A.FloatPrecision", "LogisticRegress: Trials.Length <>
+/// Y.Length", "LogisticRegress: A is not finite", "LogisticRegress: MaxIter < 1",
+/// "LogisticRegress: Tolerance < 0", then per observation "LogisticRegress: Trials <= 0",
+/// "LogisticRegress: Y not in {0, 1}" or "LogisticRegress: Y < 0 or Y > Trials"; while fitting
+/// "LogisticRegress: singular design matrix" and "LogisticRegress: complete or quasi-complete
+/// separation: fitted probabilities 0 or 1" (a linear predictor beyond +-30).
+KALIX_EXPORT void LogisticRegress(const TVec& Y, const TMtx& A, TVec& B, TGLMStats& Stats, TVec* BStdDev = nullptr,
+                                  TVec* Z = nullptr, TVec* PValues = nullptr, TMtx* Cov = nullptr,
+                                  TVec* YCalc = nullptr, bool Constant = true, const TVec* Trials = nullptr,
+                                  int MaxIter = 100, double Tolerance = 1e-12);
+/// Poisson regression with log link: log E[Y] = Offset + [1 | A] B (log exposure as Offset).
+/// Outputs as LogisticRegress, YCalc the fitted means. Messages as LogisticRegress with the
+/// prefix "PoissonRegress: " and Offset in place of Trials; "PoissonRegress: Y < 0" for a
+/// negative or non-finite count, "PoissonRegress: Offset is not finite".
+KALIX_EXPORT void PoissonRegress(const TVec& Y, const TMtx& A, TVec& B, TGLMStats& Stats, TVec* BStdDev = nullptr,
+                                 TVec* Z = nullptr, TVec* PValues = nullptr, TMtx* Cov = nullptr,
+                                 TVec* YCalc = nullptr, bool Constant = true, const TVec* Offset = nullptr,
+                                 int MaxIter = 100, double Tolerance = 1e-12);
 
 }  // namespace Regress

@@ -16,3 +16,4 @@
 #include "Sorting.h"        // IWYU pragma: export
 #include "StatTypes.h"      // IWYU pragma: export
 #include "Random.h"         // IWYU pragma: export
+#include "GradientOptimize.h" // IWYU pragma: export

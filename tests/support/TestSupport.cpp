@@ -108,9 +108,9 @@ std::vector<double> TNistFile::NumbersAfter(const std::string& label) const {
   return {};
 }
 
-TNistFile LoadNist(const std::string& name) {
+TNistFile LoadNist(const std::string& name, const std::string& dir) {
   TNistFile f;
-  std::ifstream in(std::string(KALIX_NIST_DIR) + "/" + name);
+  std::ifstream in(dir + "/" + name);
   if (!in) {
     ADD_FAILURE() << "cannot open NIST file " << name;
     return f;

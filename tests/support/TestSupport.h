@@ -61,7 +61,8 @@ struct TNistFile {
   /// The numbers on the first line whose text starts (after blanks) with label and has numbers after it.
   std::vector<double> NumbersAfter(const std::string& label) const;
 };
-TNistFile LoadNist(const std::string& name);
+/// dir: the folder of the file (the linear and univariate files by default).
+TNistFile LoadNist(const std::string& name, const std::string& dir = KALIX_NIST_DIR);
 
 /// Log relative error, capped at 15: the number of significant digits reproduced.
 double LRE(double computed, double certified);
