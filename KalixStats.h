@@ -5,3 +5,4 @@
 #include "Statistics/Statistics.h"   // IWYU pragma: export
 #include "Regress/Regress.h"         // IWYU pragma: export
 #include "RegModels/RegModels.h"     // IWYU pragma: export
+#include "StatTimeSerAnalysis/StatTimeSerAnalysis.h"  // IWYU pragma: export

@@ -15,3 +15,4 @@
 #include "Scratch.h"        // IWYU pragma: export
 #include "Sorting.h"        // IWYU pragma: export
 #include "StatTypes.h"      // IWYU pragma: export
+#include "Signal.h"         // IWYU pragma: export
