@@ -13,6 +13,8 @@
 
 #include "KalixStats.h"
 
+void DemoTimeSeries(const std::string& dir);  // DemoTimeSeries.cpp
+
 namespace {
 
 using Kalix::TMtx;
@@ -181,6 +183,7 @@ int main(int argc, char** argv) {
     DescribeShapes(michelson, longley);
     RegressLongley(longley);
     CompareSilverInstruments(silver);
+    DemoTimeSeries(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;
