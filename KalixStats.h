@@ -8,3 +8,4 @@
 #include "StatControlCharts/StatControlCharts.h"  // IWYU pragma: export
 #include "StatProbPlots/StatProbPlots.h"          // IWYU pragma: export
 #include "StatRandom/StatRandom.h"   // IWYU pragma: export
+#include "StatTimeSerAnalysis/StatTimeSerAnalysis.h"  // IWYU pragma: export

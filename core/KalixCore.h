@@ -17,3 +17,4 @@
 #include "StatTypes.h"      // IWYU pragma: export
 #include "Random.h"         // IWYU pragma: export
 #include "GradientOptimize.h" // IWYU pragma: export
+#include "Signal.h"         // IWYU pragma: export

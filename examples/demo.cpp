@@ -16,6 +16,7 @@
 
 void DemoQualityControl(const std::string& dir);  // DemoQuality.cpp
 void DemoRandom();  // DemoRandom.cpp
+void DemoTimeSeries(const std::string& dir);  // DemoTimeSeries.cpp
 
 namespace {
 
@@ -191,6 +192,7 @@ int main(int argc, char** argv) {
     DemoQualityControl(dir);
     DemoRandom();
     DemoFits(dir);
+    DemoTimeSeries(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;

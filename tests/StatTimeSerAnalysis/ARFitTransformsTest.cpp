@@ -1,0 +1,139 @@
+#include <cmath>
+#include <vector>
+
+#include "StatTimeSerAnalysis/StatTimeSerAnalysis.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using namespace StatTimeSerAnalysis;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+
+// R's data set lh (48 values).
+const std::vector<double> kLh{2.4, 2.4, 2.4, 2.2, 2.1, 1.5, 2.3, 2.3, 2.5, 2.0, 1.9, 1.7, 2.2, 1.8, 3.2, 3.2,
+                              2.7, 2.2, 2.2, 1.9, 1.9, 1.8, 2.7, 3.0, 2.3, 2.0, 2.0, 2.9, 2.9, 2.7, 2.7, 2.3,
+                              2.6, 2.4, 1.8, 1.7, 1.5, 1.4, 2.1, 3.3, 3.5, 3.5, 3.1, 2.6, 2.1, 3.4, 3.0, 2.9};
+
+// ---------------------------------------------------------------- AR fits
+
+TEST(ARFit, YuleWalkerAndBurgAgreeWithR) {
+  // For Yule-Walker R scales the innovation variance by n / (n - p - 1) and the standard errors
+  // by the root of that; the library reports the unscaled recursion values.
+  const double n = 48, p = 3, scale = (n - p - 1) / n;
+  for (auto prec : kRealPrecisions) {
+    const double tol = prec == mvDouble ? 1e-12 : 1e-5;
+    TVec phi(3), se;
+    double var = -1;
+    ARYuleWalkerFit(Vec(kLh, prec), phi, var, &se);
+    // R: f <- ar.yw(lh, aic = FALSE, order.max = 3); f$ar; f$var.pred * 44 / 48; sqrt(diag(f$asy.var.coef))
+    ExpectAllClose({0.653401678691639121, -0.063620836087461663, -0.226940201650241480}, phi, tol);
+    EXPECT_CLOSE(0.1795448362662336, var, tol);
+    ExpectAllClose({0.14682225996042009 * std::sqrt(scale), 0.17654411551478702 * std::sqrt(scale),
+                    0.14682225996042009 * std::sqrt(scale)},
+                   se, 10 * tol);
+    ARBurgFit(Vec(kLh, prec), phi, var);
+    // R: b <- ar.burg(lh, aic = FALSE, order.max = 3, demean = FALSE, var.method = 2); b$ar; b$var.pred
+    ExpectAllClose({0.946680312033421179, -0.053773582828295044, 0.088572751078984185}, phi, 10 * tol);
+    EXPECT_CLOSE(0.25645214454033971, var, 10 * tol);
+  }
+}
+
+TEST(ARFit, LongAR1SeriesAndDegenerateInput) {
+  // x[t] = 0.7 x[t-1] + e[t] from a fixed linear congruential noise: both fits find phi near 0.7
+  // and near the lag-1 autocorrelation.
+  std::vector<double> x(20000);
+  unsigned long long s = 12345;
+  double prev = 0;
+  for (auto& v : x) {
+    s = s * 6364136223846793005ULL + 1442695040888963407ULL;
+    prev = 0.7 * prev + (static_cast<double>(s >> 11) / 9007199254740992.0 - 0.5);
+    v = prev;
+  }
+  TVec r, phi(1);
+  double var = 0;
+  ACF(Vec(x), r, 2);
+  ARYuleWalkerFit(Vec(x), phi, var);
+  EXPECT_CLOSE(r[1], phi[0], 1e-12);  // order 1: exactly the lag-1 autocorrelation
+  EXPECT_NEAR(0.7, phi[0], 0.02);
+  EXPECT_NEAR(1.0 / 12, var, 0.003);
+  ARBurgFit(Vec(x), phi, var);
+  EXPECT_NEAR(r[1], phi[0], 2e-3);
+  // Order above n - 1 is accepted; Burg on a series of zeros (no variance about 0) gives NaN.
+  TVec phi5(5), se;
+  ARYuleWalkerFit(Vec({1, 2, 4}), phi5, var, &se);
+  EXPECT_EQ(5, phi5.Length());
+  ARBurgFit(Vec({0, 0, 0, 0}), phi, var, &se);
+  EXPECT_TRUE(std::isnan(phi[0]) && std::isnan(se[0]));
+  TVec empty;
+  EXPECT_RAISES(ARYuleWalkerFit(TVec(), empty, var), "ARYuleWalker: (Data.Length=0) or (Data.Complex)");
+  EXPECT_RAISES(ARYuleWalkerFit(ComplexVec(), phi, var), "ARYuleWalker: (Data.Length=0) or (Data.Complex)");
+  EXPECT_RAISES(ARYuleWalkerFit(Vec({1, 2}), empty, var), "Phi.Length = 0");
+  EXPECT_RAISES(ARBurgFit(TVec(), empty, var), "ARBurg: (Data.Length=0) or (Data.Complex)");
+  EXPECT_RAISES(ARBurgFit(Vec({1, 2}), empty, var), "Phi.Length = 0");
+  EXPECT_EQ(0.0, var);  // zeroed before the checks
+}
+
+// ---------------------------------------------------------------- transforms and diagnostics
+
+TEST(BoxCox, DropsValuesOutsideTheDomainAndInverts) {
+  TVec y, x;
+  BoxCox(Vec({1, -2, std::exp(1.0)}), y, 0);
+  ExpectAllClose({0, 1}, y, 1e-15);
+  for (auto p : kRealPrecisions) {
+    BoxCox(Vec({4, -1, 0, 9}, p), y, 0.5);  // (sqrt(x) - 1) / 0.5 of 4, 0, 9
+    ExpectAllClose({2, -2, 4}, y, TolFor(p));
+    BoxCoxInv(y, x, 0.5);
+    ExpectAllClose({4, 0, 9}, x, TolFor(p));
+  }
+  BoxCoxInv(Vec({0, 1}), x, 0);
+  ExpectAllClose({1, std::exp(1.0)}, x, 1e-15);
+  BoxCoxInv(Vec({-5}), x, 0.3);  // -5 * 0.3 + 1 < 0 to a fractional power: NaN, no error
+  EXPECT_TRUE(std::isnan(x[0]));
+  EXPECT_RAISES(BoxCox(Vec({1}), y, -0.1), "BoxCox : Lambda<0");
+  EXPECT_RAISES(BoxCoxInv(Vec({1}), x, -0.1), "BoxCoxInv : Lambda<0");
+}
+
+TEST(BoxLjung, AgreesWithRUpToTheLastLag) {
+  // R: Box.test(lh, lag = 5, type = "Ljung-Box")$statistic, and lag = 47
+  EXPECT_CLOSE(22.673185002073929, BoxLjung(Vec(kLh), 5), 1e-12);
+  EXPECT_CLOSE(73.974268950710766, BoxLjung(Vec(kLh), 47), 1e-12);
+  EXPECT_CLOSE(22.673185002073929, BoxLjung(Vec(kLh, mvSingle), 5), 1e-5);
+  EXPECT_RAISES(BoxLjung(Vec(kLh), 48), "BoxLjung : h > X.Length-1");
+}
+
+TEST(MovingAverage, TrailingAndCentredSpans) {
+  struct Case {
+    std::vector<double> y;
+    int n;
+    bool centred;
+    std::vector<double> ma;
+    int offset;
+    double msd;
+  };
+  const std::vector<double> g{1, 2, 4, 8, 16, 32};
+  for (const Case& c : std::vector<Case>{
+           {g, 1, false, g, 0, 0.0},
+           {g, 3, false, {7.0 / 3, 14.0 / 3, 28.0 / 3, 56.0 / 3}, 2, (25.0 + 100 + 400 + 1600) / 9 / 4},
+           {g, 3, true, {7.0 / 3, 14.0 / 3, 28.0 / 3, 56.0 / 3}, 1, (1.0 / 9 + 4.0 / 9 + 16.0 / 9 + 64.0 / 9) / 4},
+           // Even span centred: two spans of 2, weights 1, 2, 1 over 4.
+           {g, 4, true, {2.25, 4.5, 9, 18}, 1, (0.0625 + 0.25 + 1 + 4) / 4}})
+    for (auto p : kRealPrecisions) {
+      TVec ma;
+      int offset = -1;
+      const double msd = MovingAverage(Vec(c.y, p), c.n, ma, offset, c.centred);
+      ExpectAllClose(c.ma, ma, TolFor(p));
+      EXPECT_EQ(c.offset, offset);
+      EXPECT_CLOSE(c.msd, msd, TolFor(p)) << c.n << c.centred;
+    }
+  TVec ma;
+  int offset = 0;
+  MovingAverage(Vec({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}), 4, ma, offset, true);
+  EXPECT_EQ(8, ma.Length());
+  EXPECT_RAISES(MovingAverage(ComplexVec(), 9, ma, offset, true), "SingleMovAve: Y.Complex");
+  EXPECT_RAISES(MovingAverage(Vec({1, 2}), 3, ma, offset, true), "SingleMovAve: Y.Length<N");
+  EXPECT_RAISES(MovingAverage(Vec({1, 2}), 0, ma, offset, true), "SingleMovAve: N<1");
+}
+
+}  // namespace

@@ -1,0 +1,154 @@
+#include <cmath>
+#include <vector>
+
+#include "StatTimeSerAnalysis/StatTimeSerAnalysis.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using namespace StatTimeSerAnalysis;
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+
+// Hand-computed recursions (exact fractions) unless a comment says otherwise.
+
+TEST(SingleExpSmooth, LevelRecursionAndInitialisation) {
+  const std::vector<double> y{2, 4, 3, 5, 6};
+  struct Case {
+    double alpha;
+    int method;
+    std::vector<double> s;
+    double mse;
+  };
+  for (const Case& c : std::vector<Case>{{0.5, 0, {2, 3, 3, 4}, 3.0},
+                                         {0.0, 0, {2, 2, 2, 2}, 7.5},        // level stays at Y[0]
+                                         {0.0, 1, {3.5, 3.5, 3.5, 3.5}, 2.25},  // mean of the first four
+                                         {1.0, 0, {2, 4, 3, 5}, 2.5}})         // S[t] = Y[t]; Y[4] never enters
+    for (auto p : kRealPrecisions) {
+      TVec s;
+      double mse = 0;
+      SingleExpSmooth(Vec(y, p), s, c.alpha, mse, c.method);
+      ExpectAllClose(c.s, s, TolFor(p));
+      EXPECT_CLOSE(c.mse, mse, TolFor(p)) << c.alpha << " " << c.method;
+    }
+  TVec yhat;
+  SingleExpForecast(Vec(y), yhat, 0.5, 8, 0);  // fitted levels, then flat at the last one
+  ExpectAllClose({2, 3, 3, 4, 4, 4, 4}, yhat, 1e-15);
+  SingleExpForecast(Vec(y), yhat, 0.5, 3, 0);
+  ExpectAllClose({2, 3}, yhat, 1e-15);
+}
+
+TEST(DoubleExpSmooth, HoltRecursionTrendStartAndForecastTail) {
+  const std::vector<double> y{1, 3, 4, 8, 11};
+  TVec s, b, yhat;
+  double mse = 0;
+  DoubleExpSmooth(Vec(y), s, b, 0.5, 0.25, mse, 0);
+  ExpectAllClose({1.0, 3.0, 4.5, 7.1875, 10.1328125}, s, 1e-15);
+  ExpectAllClose({2.0, 2.0, 1.875, 2.078125, 2.294921875}, b, 1e-15);
+  EXPECT_CLOSE(1.66217041015625, mse, 1e-15);
+  for (auto [method, b0] : std::vector<std::pair<int, double>>{{1, 7.0 / 3}, {2, 2.5}, {7, 2.0}}) {
+    DoubleExpSmooth(Vec(y, mvSingle), s, b, 0.5, 0.25, mse, method);
+    EXPECT_CLOSE(b0, b[0], kTolSingle) << method;
+  }
+  DoubleExpForecast(Vec(y), yhat, 0.5, 0.25, 7, 0);
+  // Smoothed over n - 1 points, S + B, then S + h B from h = 2.
+  ExpectAllClose({3.0, 5.0, 6.375, 9.265625, 11.34375, 13.421875}, yhat, 1e-15);
+  DoubleExpForecast(Vec(y), yhat, 0.5, 0.25, 1, 0);
+  EXPECT_EQ(0, yhat.Length());
+  // Deliberate: the fitted forecast reports the smoother's MSE; its own forecast pass (n - 1
+  // points, the last term without an observation) would give 22.37310791015625.
+  double a = 0.5, g = 0.25;
+  DoubleExpForecast(Vec(y), yhat, a, g, 7, mse, 0);
+  TVec s2, b2;
+  double a2 = 0.5, g2 = 0.25;
+  EXPECT_CLOSE(DoubleExpSmooth(Vec(y), s2, b2, a2, g2, 0), mse, 1e-15);
+}
+
+TEST(TripleExpSmooth, HoltWintersRecursionAndForecast) {
+  const std::vector<double> y{10, 20, 30, 16, 12, 26, 34, 20, 14, 30, 40, 22};
+  for (auto p : kRealPrecisions) {
+    TVec s, b, f, yhat;
+    double mse = 0;
+    TripleExpSmooth(Vec(y, p), s, b, f, 0.5, 0.25, 0.2, mse, 4);
+    ExpectAllClose({19.0, 21.41873459326212, 23.115443303429334, 23.408834335347795, 24.08267681654394,
+                    25.674269746168836, 26.932484997511988, 27.348421307424204},
+                   s, TolFor(p));
+    ExpectAllClose({1.0, 1.283746918652424, 1.3663392769553824, 1.1517496279479975, 1.0561681985976275,
+                    1.1632531448030805, 1.1822455661110955, 1.0289837148713195},
+                   b, TolFor(p));
+    ASSERT_EQ(12, f.Length());
+    EXPECT_CLOSE(0.5254522689003065, f[0], TolFor(p));
+    EXPECT_CLOSE(1.4942303136015427, f[10], TolFor(p));
+    EXPECT_CLOSE(2.9719992759222644, mse, TolFor(p));
+    // Deliberate: beyond the data the multiplier starts at 1, with the last season's factors.
+    TripleExpForecast(Vec(y, p), yhat, 0.5, 0.25, 0.2, 15, 4);
+    ExpectAllClose({10.509045378006132, 25.087315392942482, 37.266513822980166, 20.809848439001623,
+                    13.428002013460812, 29.789187400109636, 42.306240391198884, 23.92450510257184,
+                    15.15789017143242, 32.64058417055392, 45.79827576286997},
+                   yhat, TolFor(p));
+  }
+}
+
+TEST(ExpSmoothing, FittedConstantsMinimiseTheError) {
+  // A trending seasonal series: the fit must stay in [0, 1] and beat a grid of given constants.
+  std::vector<double> y;
+  for (int t = 0; t < 48; ++t) y.push_back((50 + t) * (1 + 0.3 * std::sin(t * 3.14159265358979 / 6)) + (t * 7 % 5));
+  TVec s, b, f;
+  double a = 0.3, be = 0.1, g = 0.1;
+  const double best = TripleExpSmooth(Vec(y), s, b, f, a, be, g, 12);
+  double ad = 0.3, gd = 0.1, as = 0.3;
+  const double bestD = DoubleExpSmooth(Vec(y), s, b, ad, gd, 0);
+  const double bestS = SingleExpSmooth(Vec(y), s, as, 0);
+  for (double v : {a, be, g, ad, gd, as}) EXPECT_TRUE(v >= 0 && v <= 1) << v;
+  double mse = 0;
+  TripleExpSmooth(Vec(y), s, b, f, a, be, g, mse, 12);  // the returned MSE is the one at the optimum
+  EXPECT_CLOSE(best, mse, 1e-15);
+  for (double u : {0.0, 0.2, 0.5, 0.8, 1.0})
+    for (double v : {0.0, 0.3, 1.0}) {
+      TripleExpSmooth(Vec(y), s, b, f, u, v, v, mse, 12);
+      EXPECT_LE(best, mse * (1 + 1e-9));
+      DoubleExpSmooth(Vec(y), s, b, u, v, mse, 0);
+      EXPECT_LE(bestD, mse * (1 + 1e-9));
+      SingleExpSmooth(Vec(y), s, u, mse, 0);
+      EXPECT_LE(bestS, mse * (1 + 1e-9));
+    }
+  // A straight line is tracked exactly with Alpha = 1 (single) or any trend constant (double):
+  // the single-smoothing optimum sits on the bound.
+  double a1 = 0.2;
+  SingleExpSmooth(Vec({1, 2, 3, 4, 5, 6, 7, 8}), s, a1, 0);
+  EXPECT_CLOSE(1.0, a1, 1e-6);
+}
+
+TEST(ExpSmoothing, MessagesInCheckOrder) {
+  TVec s, b, f, yhat;
+  double mse = 0, a = 2, g = 0.5, be = 0.5;
+  const TVec cx = ComplexVec(), y10 = Vec({1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+  const double nan = std::nan("");
+  // Alpha before the complexity check, the period after it, T last.
+  EXPECT_RAISES(SingleExpSmooth(cx, s, 2.0, mse, 0), "SingleExpSmooth: (Alpha>1) or (Alpha<0)");
+  EXPECT_RAISES(SingleExpSmooth(cx, s, a, 0), "SingleExpSmooth: (Alpha>1) or (Alpha<0)");
+  EXPECT_RAISES(SingleExpSmooth(cx, s, 0.5, mse, 0), "SingleExpSmooth: Y.Complex = true");
+  EXPECT_RAISES(SingleExpForecast(y10, yhat, a, 3, mse, 0), "SingleExpSmooth: (Alpha>1) or (Alpha<0)");
+  EXPECT_RAISES(DoubleExpSmooth(cx, s, b, nan, 2.0, mse, 0), "DoubleExpSmooth: (Alpha>1) or (Alpha<0)");
+  EXPECT_RAISES(DoubleExpSmooth(cx, s, b, 0.5, -0.1, mse, 0), "DoubleExpSmooth: (Gamma>1) or (Gamma<0)");
+  EXPECT_RAISES(DoubleExpSmooth(cx, s, b, g, g, 0), "DoubleExpSmooth: Y.Complex = true");
+  EXPECT_RAISES(DoubleExpForecast(y10, yhat, 0.5, 1.5, 0, 0), "DoubleExpForecast: (Gamma>1) or (Gamma<0)");
+  EXPECT_RAISES(DoubleExpForecast(cx, yhat, 0.5, 0.5, 0, 0), "DoubleExpForecast: Y.Complex = true");
+  EXPECT_RAISES(DoubleExpForecast(y10, yhat, g, g, 0, mse, 0), "DoubleExpForecast: T<1");
+  EXPECT_RAISES(TripleExpSmooth(cx, s, b, f, 0.5, 1.5, -1, mse, 3), "TripleExpSmooth: (Beta>1) or (Beta<0)");
+  EXPECT_RAISES(TripleExpSmooth(cx, s, b, f, 0.5, 0.5, -1, mse, 3), "TripleExpSmooth: (Gamma>1) or (Gamma<0)");
+  EXPECT_RAISES(TripleExpSmooth(cx, s, b, f, 0.5, 0.5, 0.5, mse, 3), "TripleExpSmooth: Y.Complex = true");
+  EXPECT_RAISES(TripleExpSmooth(y10, s, b, f, 0.5, 0.5, 0.5, mse, 4), "TripleExpSmooth: (Y.Length mod Period <> 0)");
+  EXPECT_RAISES(TripleExpSmooth(y10, s, b, f, g, be, g, 0), "TripleExpSmooth: (Y.Length mod Period <> 0)");
+  EXPECT_RAISES(TripleExpSmooth(y10, s, b, f, g, be, g, 10), "TripleExpSmooth: Y.Length < 2*Period");
+  EXPECT_RAISES(TripleExpForecast(y10, yhat, -0.5, 0.5, 0.5, 1, 4), "TripleExpForecast: (Alpha>1) or (Alpha<0)");
+  EXPECT_RAISES(TripleExpForecast(y10, yhat, 0.5, 0.5, 0.5, 1, 4), "TripleExpForecast: (Y.Length mod Period <> 0)");
+  EXPECT_RAISES(TripleExpForecast(y10, yhat, g, be, g, 4, mse, 5), "TripleExpForecast: T<Period");
+  // Too short for any level: NaN, not a read past the end.
+  SingleExpSmooth(Vec({3}), s, 0.5, mse, 1);
+  EXPECT_TRUE(std::isnan(mse));
+  EXPECT_EQ(0, s.Length());
+}
+
+}  // namespace
