@@ -171,6 +171,8 @@ void CompareSilverInstruments(const TTable& silver) {
 
 }  // namespace
 
+void DemoHypothesisTests(const std::string& dir);  // DemoTests.cpp
+
 int main(int argc, char** argv) {
   const std::string dir = argc > 1 ? argv[1] : KALIX_DEMO_DATA;
   try {
@@ -181,6 +183,7 @@ int main(int argc, char** argv) {
     DescribeShapes(michelson, longley);
     RegressLongley(longley);
     CompareSilverInstruments(silver);
+    DemoHypothesisTests(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;
