@@ -1,9 +1,9 @@
 # R counterparts of bench/HypothesisTestsBench.cpp on the same data (best of 7 batches).
-# Run: Rscript hypothesis.R
+# Run from bench/compare: Rscript hypothesis.R (NumPy writes the inputs to a temporary file).
 uniform <- function(n, lo = 0, hi = 1) {
   # The splitmix64 rule of bench/BenchData.h needs 64-bit integers; read the values NumPy
   # writes (python3 -c 'import benchdata, numpy; numpy.savetxt(...)') when they are there.
-  f <- sprintf("uniform_%d.txt", n)
+  f <- file.path(tempdir(), sprintf("uniform_%d.txt", n))
   if (!file.exists(f)) system(sprintf("/usr/bin/python3 -c 'import benchdata, numpy; numpy.savetxt(\"%s\", benchdata.uniform(%d), fmt=\"%%.17g\")'", f, n))
   lo + (hi - lo) * scan(f, quiet = TRUE)
 }
