@@ -89,11 +89,13 @@ double TailRatio(std::size_t m, std::size_t n, std::size_t T, bool lower) {
   std::vector<W> p(T + 1, W{});
   p[0] = W{1};
   std::size_t prevTop = 0;
+  double bits = 1.0;  // log2 C(n + i, i) + 1: the counts of step i stay below it
   for (std::size_t i = 1; i <= m; ++i) {
-    // Counts now stay below C(n + i, i).
-    const double bits = (std::lgamma(static_cast<double>(n + i) + 1.0) - std::lgamma(static_cast<double>(i) + 1.0) -
-                         std::lgamma(static_cast<double>(n) + 1.0)) / LN2 + 1.0;
-    const int used = WordsFor<W>(bits);
+    int used = kWords<W>;
+    if constexpr (kWords<W> > 2) {
+      bits += std::log2(static_cast<double>(n + i) / static_cast<double>(i));
+      used = WordsFor<W>(bits);
+    }
     const std::size_t degree = (i - 1) * n;  // of the previous polynomial
     const std::size_t top = std::min(T, i * n / 2);
     for (std::size_t t = prevTop + 1; t <= top; ++t) p[t] = t <= degree ? p[degree - t] : W{};
