@@ -263,3 +263,94 @@ KALIX_EXPORT void TriangularFit(const TVec& X, double& A, double& B, double& C, 
                                 double Tolerance = 1e-8);
 
 }  // namespace Statistics
+
+// ---------------------------------------------------------------- location and rank tests
+// Tests return the decision in hRes (hrReject exactly when Signif <= Alpha; hrNan when the
+// p-value or statistic is NaN or infinite) and the p-value in Signif. An hType outside the
+// three alternatives gives the quiet NaN outputs described for a bad Alpha.
+namespace Statistics {
+
+/// One-sample t test of mean Mean; returns t. Intervals: two-tailed [m - h, m + h],
+/// right-tailed [-Inf, m + h], left-tailed [m - h, +Inf]. Raises "tTest: Data.Complex = true";
+/// Alpha outside (0, 1) gives NaN, hrNan and a NaN interval without raising.
+KALIX_EXPORT double tTest(const TVec& Data, double Mean, THypothesisResult& hRes, double& Signif,
+                          TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Paired (one-sample t on Data1 - Data2, returns t) or pooled two-sample t test, which
+/// deliberately returns the interval half-width h. Raises "tTest: vectors must be real" (Data1
+/// only), then for paired data "tTest: Data1.Length <> Data2.Length" and "tTest:
+/// Data1.FloatPrecision <> Data2.FloatPrecision"; a bad Alpha is quiet as above.
+KALIX_EXPORT double tTest(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
+                          TTwoElmReal& ConfInt, bool Paired = false, THypothesisType hType = htTwoTailed,
+                          double Alpha = 0.05);
+/// z test of mean Mean with known Sigma (a negative Sigma is used as given); returns z.
+/// Raises "ZTest: Data.Complex = true"; a bad Alpha or Sigma = 0 gives the quiet NaN outputs.
+KALIX_EXPORT double ZTest(const TVec& Data, double Mean, double Sigma, THypothesisResult& hRes, double& Signif,
+                          TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Sign test of median Median (elements equal to it dropped, a NaN counted as below it);
+/// returns the smaller sign count. Exact binomial below 20, normal beyond; Signif at most 1.
+/// ConfInt is not written. Raises "SignTest: Data.Complex = true", then "SignTest:
+/// (Alpha<=0) or (Alpha>=1)".
+KALIX_EXPORT double SignTest(const TVec& Data, double Median, THypothesisResult& hRes, double& Signif,
+                             TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Sign test of Data1 - Data2 against 0. Raises "SignTest: (Data1.Length <> Data2.Length)",
+/// "SignTest: vectors must be real", "SignTest :(Alpha<=0) or (Alpha>=1)", in that order.
+KALIX_EXPORT double SignTest(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
+                             TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Wilcoxon signed-rank test of median Median (zero differences dropped, midranks for ties);
+/// returns the smaller signed-rank sum W (NaN when a difference is NaN). Exact over the
+/// sample's own ranks below 15 differences, tie-corrected normal beyond; Signif at most 1.
+/// ConfInt gets the critical bounds of the rank sum. Raises "WilcoxonSign: Data.Complex =
+/// true"; a bad Alpha gives NaN and hrNan without raising (ConfInt untouched).
+KALIX_EXPORT double WilcoxonSign(const TVec& Data, double Median, THypothesisResult& hRes, double& Signif,
+                                 TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Signed-rank test of Data1 - Data2 against 0. Raises "WilcoxonSign: (Data1.Length <>
+/// Data2.Length)", "WilcoxonSign: vectors must be real", "WilcoxonSign :(Alpha<=0) or
+/// (Alpha>=1)", in that order.
+KALIX_EXPORT double WilcoxonSign(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
+                                 TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Mann-Whitney rank-sum test; returns the smaller U (NaN when the data hold a NaN). Exact
+/// (enumeration up to 7 per sample, recursion beyond) unless NormalApprox; the two-tailed
+/// Signif = 2 P(U' <= U) is not clamped. ConfInt is not written. Raises "MannWhitneyTest:
+/// vectors must be real", then "MannWhitneyTest :(Alpha<=0) or (Alpha>=1)".
+KALIX_EXPORT double MannWhitneyTest(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
+                                    TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05,
+                                    bool NormalApprox = false);
+/// P(U' <= Round(U)) for samples of n1 and n2 without ties, by enumerating the arrangements;
+/// NaN for U > n1 n2.
+KALIX_EXPORT double MannWCDF1(int n1, int n2, double U);
+/// Spearman's rank correlation Rs (midranks, tie-corrected) with its t-test p-value (the
+/// one-tailed types both give P(T <= t), deliberately) and a Fisher-z interval at the one-sided
+/// 1 - Alpha quantile. Raises "SpearmanRankCorr: (X.Complex) or (Y.Complex)", then
+/// "SpearmanRankCorr: X.Length <> Y.Length".
+KALIX_EXPORT void SpearmanRankCorr(const TVec& X, const TVec& Y, double& Rs, THypothesisResult& hRes, double& Signif,
+                                   TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+
+}  // namespace Statistics
+
+// ---------------------------------------------------------------- dispersion and outlier tests
+namespace Statistics {
+
+/// F test of two variances: F = Var(Data2) / Var(Data1) (deliberately the second over the
+/// first) with n2 - 1 and n1 - 1 degrees of freedom; ConfInt scales F by F quantiles. Raises
+/// "FTest: (Data1.Complex) or (Data2.Complex)", then "FTest: (Data1.Length<2) or
+/// (Data2.Length<2)"; a bad Alpha gives NaN, hrNan and a NaN interval without raising.
+KALIX_EXPORT double FTest(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
+                          TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Chi-square test of the standard deviation against Sigma, with an interval for the standard
+/// deviation (right-tailed [0, upper], left-tailed [lower, +Inf]). Decides on Signif alone.
+/// Raises "Chi2Test: Data.Complex = true"; a bad Alpha gives the quiet NaN outputs.
+KALIX_EXPORT void ChiSquareTest(const TVec& Data, double Sigma, THypothesisResult& hRes, double& Signif,
+                                TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Grubbs' test for one outlier (largest |z|, the maximum or the minimum as hType says).
+/// Rejects exactly when G > Gc, the critical value; ConfInt = [mean - Gc, mean + Gc]
+/// (deliberately unscaled); Signif = 2n P(T <= -T) for every hType, not clamped.
+/// Raises "GrubbsTest: Data.Complex".
+KALIX_EXPORT void GrubbsTest(const TVec& Data, THypothesisResult& hRes, double& Signif, TTwoElmReal& ConfInt,
+                             THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Bartlett's test of equal trailing eigenvalues of the covariance of Data's columns: Signif[i]
+/// (Cols - 1 p-values) tests the Cols - i smallest together; NumComp = the first i with
+/// Signif[i] > Alpha, -1 when that is i = 0, Cols when none. Raises "BartlettTest:
+/// Data.Complex = True".
+KALIX_EXPORT void BartlettTest(const TMtx& Data, int& NumComp, TVec& Signif, double Alpha = 0.05);
+
+}  // namespace Statistics

@@ -177,6 +177,7 @@ void CompareSilverInstruments(const TTable& silver) {
 }  // namespace
 
 void DemoFits(const std::string& dir);  // DemoFits.cpp
+void DemoHypothesisTests(const std::string& dir);  // DemoTests.cpp
 
 int main(int argc, char** argv) {
   const std::string dir = argc > 1 ? argv[1] : KALIX_DEMO_DATA;
@@ -193,6 +194,7 @@ int main(int argc, char** argv) {
     DemoRandom();
     DemoFits(dir);
     DemoTimeSeries(dir);
+    DemoHypothesisTests(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;

@@ -1,0 +1,275 @@
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Statistics/detail/RankDistributions.h"
+#include "support/TestSupport.h"
+
+using namespace Statistics;
+using namespace KalixTest;
+using Kalix::TMtxFloatPrecision;
+
+namespace {
+
+// 19 non-zero values (one equals the median 0) and the same with a twentieth.
+const std::vector<double> kSign19{1.2, 2.5, -0.3, 3.1, 0.8, 1.9, -1.1, 2.2, 0.5, 1.4,
+                                  -0.7, 2.8, 0.9, 1.1, 3.3, -0.2, 1.7, 0.4, 2.0, 0};
+const std::vector<double> kSign20{1.2, 2.5, -0.3, 3.1, 0.8, 1.9, -1.1, 2.2, 0.5, 1.4,
+                                  -0.7, 2.8, 0.9, 1.1, 3.3, -0.2, 1.7, 0.4, 2.0, 0.6};
+const std::vector<double> kW14{1.83, 0.50, 1.62, 2.48, 1.68, 1.88, 1.55, 3.06, 1.30, -0.4, 0.85, 2.2, 1.1, 0.33};
+const std::vector<double> kW15{1.83, 0.50, 1.62, 2.48, 1.68, 1.88, 1.55, 3.06, 1.30, -0.4, 0.85, 2.2, 1.1, 0.33, 2.75};
+// Ties and two values equal to the median 1: 15 non-zero differences.
+const std::vector<double> kWTies{1.5, 2.5, 0.5, 2.5, 3.0, -0.5, 1.5, 4.0, 0.0, 2.0, 1.0, 5.0, -1.0, 2.5, 3.5, 1.0, 6.0};
+const std::vector<double> kA8{1.1, 2.3, 0.7, 3.4, 2.9, 1.8, 2.2, 4.1}, kB3{3.0, 4.4, 3.9};
+const std::vector<double> kA7{1.1, 2.3, 0.7, 3.4, 2.9, 1.8, 2.2}, kB7{3.05, 4.4, 3.9, 2.5, 5.1, 3.7, 2.0};
+const std::vector<double> kSX{2.1, 3.4, 1.9, 5.6, 4.4, 3.4, 6.1, 2.8, 5.0, 4.4, 3.9};
+const std::vector<double> kSY{1.5, 2.9, 2.2, 4.8, 5.1, 3.0, 5.9, 2.2, 4.1, 3.8, 4.0};
+
+struct TOut {
+  double stat = 0;
+  THypothesisResult hRes = hrNotReject;
+  double signif = -1;
+  TTwoElmReal ci{-7, -7};
+};
+
+struct TRankCase {
+  const char* name;
+  std::function<TOut(TMtxFloatPrecision, THypothesisType, double)> run;
+  THypothesisType hType;
+  double stat, signif;
+};
+
+auto Sign(const std::vector<double>& d) {
+  return [&d](TMtxFloatPrecision p, THypothesisType h, double a) {
+    TOut o;
+    o.stat = SignTest(Vec(d, p), 0.0, o.hRes, o.signif, o.ci, h, a);
+    return o;
+  };
+}
+auto Wilcoxon(const std::vector<double>& d) {
+  return [&d](TMtxFloatPrecision p, THypothesisType h, double a) {
+    TOut o;
+    o.stat = WilcoxonSign(Vec(d, p), 1.0, o.hRes, o.signif, o.ci, h, a);
+    return o;
+  };
+}
+auto Mann(const std::vector<double>& a, const std::vector<double>& b, bool normal = false) {
+  return [&a, &b, normal](TMtxFloatPrecision p, THypothesisType h, double al) {
+    TOut o;
+    o.stat = MannWhitneyTest(Vec(a, p), Vec(b, p), o.hRes, o.signif, o.ci, h, al, normal);
+    return o;
+  };
+}
+
+const std::vector<TRankCase> kRankCases{
+    // R: d <- x[x != 0]; 2*pbinom(4, 19, .5) (= binom.test(15, 19)); 1 - pbinom(15, 19, .5) (npos
+    // itself excluded, deliberately); pbinom(15, 19, .5)
+    {"sign n=19 two", Sign(kSign19), htTwoTailed, 4, 0.019210815429687517},
+    {"sign n=19 right", Sign(kSign19), htRightTailed, 4, 0.0022125244140625},
+    {"sign n=19 left", Sign(kSign19), htLeftTailed, 4, 0.9977874755859375},
+    // R: d <- 16 - 4; 2*pnorm(-abs(d - sign(d))/sqrt(20)); 1 - pnorm((2*16 - 20)/sqrt(20)); pnorm(...)
+    {"sign n=20 two", Sign(kSign20), htTwoTailed, 4, 0.0139062968953460753},
+    {"sign n=20 right", Sign(kSign20), htRightTailed, 4, 0.0036451790457677768},
+    {"sign n=20 left", Sign(kSign20), htLeftTailed, 4, 0.9963548209542322232},
+    // R: wilcox.test(w, mu = 1, exact = TRUE)$p.value; psignrank(25, 14); 1 - psignrank(25, 14)
+    {"signed-rank n=14 two", Wilcoxon(kW14), htTwoTailed, 25, 0.090576171875000014},
+    {"signed-rank n=14 left", Wilcoxon(kW14), htLeftTailed, 25, 0.045288085937500007},
+    {"signed-rank n=14 right", Wilcoxon(kW14), htRightTailed, 25, 1 - 0.045288085937500007},
+    // R: wilcox.test(w15, mu = 1, exact = FALSE, correct = FALSE, alternative = ...)$p.value
+    {"signed-rank n=15 two", Wilcoxon(kW15), htTwoTailed, 25, 0.046826465481519017},
+    {"signed-rank n=15 right", Wilcoxon(kW15), htRightTailed, 25, 0.023413232740759508},
+    {"signed-rank n=15 left", Wilcoxon(kW15), htLeftTailed, 25, 0.976586767259240540},
+    // R, as above with ties (tie-corrected variance)
+    {"signed-rank ties two", Wilcoxon(kWTies), htTwoTailed, 24.5, 0.043093747745290234},
+    {"signed-rank ties right", Wilcoxon(kWTies), htRightTailed, 24.5, 0.021546873872645117},
+    // R: wilcox.test(a, b, exact = TRUE)$p.value (= 2 pwilcox(U, 8, 3)); pwilcox(3, 8, 3)
+    {"rank-sum 8x3 two", Mann(kA8, kB3), htTwoTailed, 3, 0.08484848484848484},
+    {"rank-sum 8x3 left", Mann(kA8, kB3), htLeftTailed, 3, 0.04242424242424242},
+    {"rank-sum 8x3 right", Mann(kB3, kA8), htRightTailed, 3, 1 - 0.04242424242424242},
+    // R: wilcox.test(a7, b7, exact = TRUE)$p.value; pnorm((7 - 24.5)/sqrt(15*49/12))
+    {"rank-sum 7x7 two", Mann(kA7, kB7), htTwoTailed, 7, 0.026223776223776224},
+    {"rank-sum 7x7 normal", Mann(kA7, kB7, true), htLeftTailed, 7, 0.01267365933873413},
+};
+
+class RankByPrecision : public testing::TestWithParam<TMtxFloatPrecision> {};
+
+TEST_P(RankByPrecision, TailsMatchReference) {
+  for (const TRankCase& c : kRankCases) {
+    SCOPED_TRACE(c.name);
+    const TOut o = c.run(GetParam(), c.hType, 0.05);
+    EXPECT_CLOSE(c.stat, o.stat, 1e-12);
+    EXPECT_CLOSE(c.signif, o.signif, 1e-12);
+    EXPECT_EQ(c.signif <= 0.05 ? hrReject : hrNotReject, o.hRes);
+    // Alpha equal to the p-value rejects; one ulp below does not.
+    EXPECT_EQ(hrReject, c.run(GetParam(), c.hType, o.signif).hRes);
+    EXPECT_EQ(hrNotReject, c.run(GetParam(), c.hType, std::nextafter(o.signif, 0.0)).hRes);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, RankByPrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+TEST(RankTests, ClampsAndTwoSampleForms) {
+  THypothesisResult h;
+  double s;
+  TTwoElmReal ci{-7, -7};
+  // 2 P(S <= 2) for n = 4 is 1.375: clamped to 1. ConfInt is not written.
+  EXPECT_EQ(2.0, SignTest(Vec({1, -1, 2, -2}), 0.0, h, s, ci));
+  EXPECT_EQ(1.0, s);
+  EXPECT_EQ(-7.0, ci[0]);
+  // U = 2 of sizes 2 and 2: 2 P(U <= 2) = 4/3 is deliberately not clamped.
+  EXPECT_EQ(2.0, MannWhitneyTest(Vec({1, 4}), Vec({2, 3}), h, s, ci));
+  EXPECT_CLOSE(4.0 / 3.0, s, 1e-15);
+  EXPECT_EQ(hrNotReject, h);
+  // Two-sample forms test Data1 - Data2 against 0 (the 14 values are w - 1 + 1).
+  std::vector<double> ones(kW14.size(), 1.0);
+  double s1, s2;
+  EXPECT_EQ(25.0, WilcoxonSign(Vec(kW14), Vec(ones), h, s1, ci));
+  EXPECT_CLOSE(0.090576171875000014, s1, 1e-12);
+  // R: round(qnorm(.025) * sqrt(253.75) + 52); round(qnorm(.975) * sqrt(253.75) + 53)
+  EXPECT_EQ(21.0, ci[0]);
+  EXPECT_EQ(84.0, ci[1]);
+  EXPECT_EQ(SignTest(Vec(kSign19), 0.0, h, s1, ci), SignTest(Vec(kSign19), Vec(std::vector<double>(20, 0.0)), h, s2, ci));
+  EXPECT_EQ(s1, s2);
+}
+
+TEST(RankTests, NanDataAndBadAlpha) {
+  THypothesisResult h;
+  double s;
+  TTwoElmReal ci{-7, -7};
+  EXPECT_TRUE(std::isnan(WilcoxonSign(Vec({1, 2, NAN, 4}), 0.0, h, s, ci)));
+  EXPECT_EQ(hrNan, h);
+  EXPECT_TRUE(std::isnan(MannWhitneyTest(Vec({1, NAN}), Vec({2, 3, 5}), h, s, ci)));
+  EXPECT_EQ(hrNan, h);
+  double rs;
+  SpearmanRankCorr(Vec({1, 2, NAN, 4}), Vec({1, 3, 2, 4}), rs, h, s, ci);
+  EXPECT_EQ(hrNan, h);
+  ci = {-7, -7};
+  EXPECT_TRUE(std::isnan(WilcoxonSign(Vec(kW14), 1.0, h, s, ci, htTwoTailed, 1.0)));
+  EXPECT_TRUE(h == hrNan && std::isnan(s) && ci[0] == -7.0);
+}
+
+// P(W+ <= W) by visiting all 2^n sign patterns of the given (mid)ranks.
+double EnumeratedSignedRankCDF(const std::vector<double>& ranks, double W) {
+  const std::uint32_t patterns = 1U << ranks.size();
+  double hits = 0;
+  for (std::uint32_t m = 0; m < patterns; ++m) {
+    double sum = 0;
+    for (std::size_t i = 0; i < ranks.size(); ++i)
+      if ((m >> i) & 1U) sum += ranks[i];
+    hits += sum <= W + 1e-9 ? 1 : 0;
+  }
+  return hits / patterns;
+}
+
+TEST(SignedRankExact, MidranksMatchFullEnumeration) {
+  // R: rank(abs(c(2, 2, 3, -1, 5, -2, 2, 4)))
+  const std::vector<double> ranks{3.5, 3.5, 6, 1, 8, 3.5, 3.5, 7};
+  for (double W : {0.0, 1.0, 3.5, 4.5, 8.0, 11.5, 14.0, 17.5, 18.0}) {
+    SCOPED_TRACE(W);
+    EXPECT_CLOSE(EnumeratedSignedRankCDF(ranks, W), detail::SignedRankExactCDF(ranks, true, W), 1e-14);
+  }
+  // Through the test: data with those ranks, W- = 1 + 3.5 = 4.5.
+  THypothesisResult h;
+  double s;
+  TTwoElmReal ci;
+  EXPECT_EQ(4.5, WilcoxonSign(Vec({2, 2, 3, -1, 5, -2, 2, 4}), 0.0, h, s, ci, htLeftTailed));
+  EXPECT_CLOSE(EnumeratedSignedRankCDF(ranks, 4.5), s, 1e-14);
+}
+
+TEST(SignedRankExact, LargeSamplesStayExact) {
+  std::vector<double> ranks(1000), mid(1000);
+  for (int i = 0; i < 1000; ++i) {
+    ranks[static_cast<std::size_t>(i)] = i + 1;
+    mid[static_cast<std::size_t>(i)] = 2 * (i / 2) + 1.5;  // tied pairs
+  }
+  // R: psignrank(222854, 1000); psignrank(3, 1000)
+  EXPECT_CLOSE(1.3433277595521187e-03, detail::SignedRankExactCDF(ranks, false, 222854), 1e-11);
+  EXPECT_NEAR(4.6663180925164135e-301 / detail::SignedRankExactCDF(ranks, false, 3), 1.0, 1e-12);
+  // Midranks: the tie-corrected normal law is within a few per cent at z = -3.
+  const double n = 1000, mu = n * (n + 1) / 4, T = 500 * 3.0;  // 500 pairs, (2^3 - 2)/2 each
+  const double sd = std::sqrt((n * (n + 1) * (2 * n + 1) - T) / 24), w = std::floor(mu - 3 * sd);
+  EXPECT_NEAR(1.0, detail::SignedRankExactCDF(mid, true, w) / Kalix::NormalCDF(w + 0.5, mu, sd), 0.03);
+}
+
+TEST(MannWhitneyExact, RecursionMatchesEnumerationAndReference) {
+  for (auto [n1, n2] : {std::pair{7, 7}, {3, 5}, {1, 6}, {8, 3}}) {
+    for (int u = -1; u <= n1 * n2; ++u) {
+      SCOPED_TRACE(std::to_string(n1) + "x" + std::to_string(n2) + " U=" + std::to_string(u));
+      EXPECT_CLOSE(MannWCDF1(n1, n2, u), detail::MannWhitneyExactCDF(n1, n2, u), 1e-14);
+    }
+    EXPECT_TRUE(std::isnan(MannWCDF1(n1, n2, n1 * n2 + 0.5)));
+    EXPECT_TRUE(std::isnan(detail::MannWhitneyExactCDF(n1, n2, n1 * n2 + 1)));
+  }
+  // R: pwilcox(c(0, 100, 599, 600), 30, 40); pwilcox(60, 200, 300)
+  EXPECT_CLOSE(1.8067585035079663e-20 * 1e20, detail::MannWhitneyExactCDF(30, 40, 0) * 1e20, 1e-12);
+  EXPECT_CLOSE(2.5768697285593008e-11 * 1e11, detail::MannWhitneyExactCDF(40, 30, 100) * 1e11, 1e-12);
+  EXPECT_CLOSE(4.9764847765267717e-01, detail::MannWhitneyExactCDF(30, 40, 599), 1e-13);
+  EXPECT_CLOSE(5.0235152234731539e-01, detail::MannWhitneyExactCDF(30, 40, 600), 1e-13);
+  EXPECT_NEAR(1.0, detail::MannWhitneyExactCDF(200, 300, 60) / 1.3134351867179737e-138, 1e-11);
+  // 500 x 500: no overflow; the lower tail is 1 / C(1000, 500) and the median splits evenly.
+  const double lnC = std::lgamma(1001.0) - 2 * std::lgamma(501.0);
+  EXPECT_NEAR(1.0, detail::MannWhitneyExactCDF(500, 500, 0) * std::exp(lnC), 1e-9);
+  // Near the centre the normal law with continuity correction is within 1e-4.
+  const double sd = std::sqrt(500.0 * 500 * 1001 / 12);
+  EXPECT_NEAR(Kalix::NormalCDF(124000.5, 125000, sd), detail::MannWhitneyExactCDF(500, 500, 124000), 1e-4);
+}
+
+TEST(SpearmanRankCorr, TiesTailsAndInterval) {
+  THypothesisResult h;
+  double rs, two, right, left;
+  TTwoElmReal ci;
+  // R: cor.test(sx, sy, method = "spearman", exact = FALSE); pt(t, 9); Fisher z with qnorm(.95)
+  SpearmanRankCorr(Vec(kSX), Vec(kSY, Kalix::mvSingle), rs, h, two, ci);
+  EXPECT_CLOSE(0.92906421740029455, rs, 1e-12);
+  EXPECT_CLOSE(3.5612636783366485e-05, two, 1e-12);
+  EXPECT_EQ(hrReject, h);
+  EXPECT_CLOSE(0.78944768614137384, ci[0], 1e-12);
+  EXPECT_CLOSE(0.97727709349757175, ci[1], 1e-12);
+  SpearmanRankCorr(Vec(kSX), Vec(kSY), rs, h, right, ci, htRightTailed);
+  SpearmanRankCorr(Vec(kSX), Vec(kSY), rs, h, left, ci, htLeftTailed);
+  EXPECT_CLOSE(0.99998219368160823, right, 1e-12);  // deliberately not complemented
+  EXPECT_EQ(right, left);
+  EXPECT_EQ(hrNotReject, h);
+}
+
+TEST(RankTests, MessagesInCheckOrder) {
+  const TVec c = ComplexVec(), x = Vec({1, 2, 3}), two = Vec({1, 2});
+  THypothesisResult h;
+  double s, rs;
+  TTwoElmReal ci;
+  EXPECT_RAISES(SignTest(c, 0.0, h, s, ci, htTwoTailed, 0.0), "SignTest: Data.Complex = true");
+  EXPECT_RAISES(SignTest(x, 0.0, h, s, ci, htTwoTailed, 1.0), "SignTest: (Alpha<=0) or (Alpha>=1)");
+  EXPECT_RAISES(SignTest(x, 0.0, h, s, ci, htTwoTailed, NAN), "SignTest: (Alpha<=0) or (Alpha>=1)");
+  EXPECT_RAISES(SignTest(c, two, h, s, ci, htTwoTailed, 0.0), "SignTest: (Data1.Length <> Data2.Length)");
+  EXPECT_RAISES(SignTest(x, c, h, s, ci, htTwoTailed, 0.0), "SignTest: (Data1.Length <> Data2.Length)");
+  EXPECT_RAISES(SignTest(c, c, h, s, ci, htTwoTailed, 0.0), "SignTest: vectors must be real");
+  EXPECT_RAISES(SignTest(x, x, h, s, ci, htTwoTailed, 0.0), "SignTest :(Alpha<=0) or (Alpha>=1)");
+  EXPECT_RAISES(WilcoxonSign(c, 0.0, h, s, ci, htTwoTailed, 0.0), "WilcoxonSign: Data.Complex = true");
+  EXPECT_RAISES(WilcoxonSign(c, two, h, s, ci, htTwoTailed, 0.0), "WilcoxonSign: (Data1.Length <> Data2.Length)");
+  EXPECT_RAISES(WilcoxonSign(two, ComplexVec(), h, s, ci), "WilcoxonSign: (Data1.Length <> Data2.Length)");
+  EXPECT_RAISES(WilcoxonSign(c, c, h, s, ci, htTwoTailed, 0.0), "WilcoxonSign: vectors must be real");
+  EXPECT_RAISES(WilcoxonSign(x, x, h, s, ci, htTwoTailed, 1.5), "WilcoxonSign :(Alpha<=0) or (Alpha>=1)");
+  EXPECT_RAISES(MannWhitneyTest(x, c, h, s, ci, htTwoTailed, 0.0), "MannWhitneyTest: vectors must be real");
+  EXPECT_RAISES(MannWhitneyTest(x, two, h, s, ci, htTwoTailed, 0.0), "MannWhitneyTest :(Alpha<=0) or (Alpha>=1)");
+  EXPECT_RAISES(SpearmanRankCorr(c, two, rs, h, s, ci), "SpearmanRankCorr: (X.Complex) or (Y.Complex)");
+  EXPECT_RAISES(SpearmanRankCorr(x, two, rs, h, s, ci), "SpearmanRankCorr: X.Length <> Y.Length");
+}
+
+TEST(RankTests, ConcurrentCallsAgree) {
+  const int mismatches = ConcurrentMismatches([](int) {
+    THypothesisResult h;
+    double s1, s2, s3, rs;
+    TTwoElmReal ci;
+    std::vector<double> big(60);
+    for (std::size_t i = 0; i < big.size(); ++i) big[i] = std::sin(static_cast<double>(i) * 1.7) * 10;
+    const double w = WilcoxonSign(Vec(kW14), 1.0, h, s1, ci);
+    const double u = MannWhitneyTest(Vec(big), Vec(kW15), h, s2, ci);
+    SpearmanRankCorr(Vec(kSX), Vec(kSY), rs, h, s3, ci);
+    return std::vector<double>{w, s1, u, s2, rs, s3, static_cast<double>(Kalix::ScratchOutstanding())};
+  });
+  EXPECT_EQ(0, mismatches);
+}
+
+}  // namespace
