@@ -150,6 +150,9 @@ T NormalCDFInv(T p, T Mu, T Sigma) {
 // Both converge fast below the mean, where such tiny probabilities lie.
 template <class T>
 constexpr T FarTail = T(1e-30);
+// The beta series needs about 40 sqrt(a) terms near the mean: beyond this shape it is left to
+// the library's inverse.
+constexpr double kFarTailMaxShape = 1e6;
 
 // log Gamma(a) for a > 0, also for subnormal a (Gamma(a) = Gamma(1 + a) / a).
 double LogGamma(double a) { return a < 1.0 ? bm::lgamma(1.0 + a, Pol()) - std::log(a) : bm::lgamma(a, Pol()); }
@@ -310,7 +313,7 @@ T StudentCDFInv(T p, T Df) {
   if (!ValidDf(Df)) return NaN<T>;
   if (!IsProb(p) || p == T(0) || p == T(1)) return Quantile(bm::normal_distribution<T, Pol>(), p, -Inf<T>, Inf<T>);
   if (Df < TinyDf<T>) return p < T(0.5) ? -Inf<T> : p > T(0.5) ? Inf<T> : T(0);
-  if (p < FarTail<T>) {
+  if (p < FarTail<T> && Df < T(2 * kFarTailMaxShape)) {
     // P(T <= -t) = I_x(Df/2, 1/2) / 2 with x = Df / (Df + t^2).
     const double v = static_cast<double>(Df), u = LogBetaLowerInv(std::log(2.0 * static_cast<double>(p)), v / 2.0, 0.5);
     return static_cast<T>(-std::exp(0.5 * (std::log(v) - u + std::log(-std::expm1(u)))));
@@ -429,7 +432,7 @@ template <class T>
 T FCDFInv(T p, T Df1, T Df2) {
   if (!Pos(Df1) || !Pos(Df2)) return NaN<T>;
   const TFRegime r = FRegime(Df1, Df2);
-  if (r == TFRegime::Boost && p > T(0) && p < FarTail<T>) {
+  if (r == TFRegime::Boost && p > T(0) && p < FarTail<T> && Df1 < T(2 * kFarTailMaxShape)) {
     // F = (Df2 / Df1) x / (1 - x) with x the beta(Df1/2, Df2/2) quantile; underflows to 0.
     const double a = static_cast<double>(Df1), b = static_cast<double>(Df2);
     const double u = LogBetaLowerInv(std::log(static_cast<double>(p)), a / 2.0, b / 2.0);

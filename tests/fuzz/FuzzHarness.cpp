@@ -7,6 +7,7 @@
 #include <cstring>
 #include <exception>
 #include <limits>
+#include <stdexcept>
 
 namespace KalixFuzz {
 
@@ -253,7 +254,7 @@ std::string TOutputs::Fingerprint() const {
 
 // ---------------------------------------------------------------- the checks
 
-void TCall::Run(const char* name, const std::function<void(TOutputs&)>& f) {
+void TCall::Run(const char* name, const std::function<void(TOutputs&)>& f, bool generalErrors) {
   std::string result[2];
   for (int pass = 0; pass < 2; ++pass) {
     TOutputs out(pass == 1, 12345u + static_cast<std::uint32_t>(snapshot_.size()));
@@ -263,6 +264,9 @@ void TCall::Run(const char* name, const std::function<void(TOutputs&)>& f) {
       result[pass] = "ok:" + out.Fingerprint();
     } catch (const Kalix::EKalixError& e) {
       result[pass] = std::string("error:") + e.what();
+    } catch (const std::runtime_error& e) {
+      if (!generalErrors) Fail(name, std::string("non-library exception: ") + e.what());
+      result[pass] = std::string("general error:") + e.what();
     } catch (const std::exception& e) {
       Fail(name, std::string("non-library exception: ") + e.what());
     } catch (...) {

@@ -105,8 +105,9 @@ class TCall {
   /// Null or a vector: the optional inputs and outputs.
   bool Null() { return b_.Byte() % 4 == 0; }
 
-  /// Calls f twice (fresh, then stale outputs) and checks the promises above.
-  void Run(const char* name, const std::function<void(TOutputs&)>& f);
+  /// Calls f twice (fresh, then stale outputs) and checks the promises above. generalErrors
+  /// admits std::runtime_error too, for routines that deliberately raise it.
+  void Run(const char* name, const std::function<void(TOutputs&)>& f, bool generalErrors = false);
 
  private:
   void Fill(Kalix::TDenseKalix& c, bool real);

@@ -117,9 +117,11 @@ KALIX_FUZZ_ENTRY(ModelFit) {
   const int nd = c.Bytes().Int(-1, 4), dd = c.Bytes().Int(-1, 4);
   const TVec* pw = weighted ? &w : nullptr;
   c.Run("LineFit", [&](TOutputs& o) { LineFit(o.Vec(0), x, y, pw); });
-  c.Run("PowerFit", [&](TOutputs& o) { PowerFit(o.Vec(0), x, y, pw); });
-  c.Run("ExpFit", [&](TOutputs& o) { ExpFit(o.Vec(0), x, y, pw); });
-  c.Run("LnFit", [&](TOutputs& o) { LnFit(o.Vec(0), x, y, pw); });
+  // Deliberate: PowerFit's own checks raise the runtime's general exception.
+  // Deliberate: the log fits keep B when no point has a logarithm, so B is not compared.
+  c.Run("PowerFit", [&](TOutputs& o) { PowerFit(o.Vec(0, false), x, y, pw); }, true);
+  c.Run("ExpFit", [&](TOutputs& o) { ExpFit(o.Vec(0, false), x, y, pw); });
+  c.Run("LnFit", [&](TOutputs& o) { LnFit(o.Vec(0, false), x, y, pw); });
   c.Run("LogisticFit", [&](TOutputs& o) { LogisticFit(o.Vec(0), x, y, flag, pw); });
   c.Run("FracFit", [&](TOutputs& o) { FracFit(o.Vec(0), x, y, nd, dd, flag, pw); });
 }

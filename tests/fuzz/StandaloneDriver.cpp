@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -35,6 +36,10 @@ int main(int argc, char** argv) {
     for (auto& b : buf) {
       s = s * 6364136223846793005ull + 1442695040888963407ull;
       b = static_cast<std::uint8_t>(s >> 56);
+    }
+    if (const char* keep = std::getenv("KALIX_FUZZ_LAST")) {  // for reproducing a crash or a hang
+      std::ofstream(keep, std::ios::binary).write(reinterpret_cast<const char*>(buf.data()),
+                                                  static_cast<std::streamsize>(buf.size()));
     }
     LLVMFuzzerTestOneInput(buf.data(), buf.size());
     ++runs;
