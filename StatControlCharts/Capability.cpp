@@ -1,4 +1,4 @@
-// Process-capability indexes Cp and Cpk with the expected fraction out of specification under a
+// Process-capability indexes Cp and Cpk with the expected fraction outside the tolerance limits under a
 // normal law, and confidence intervals for both indexes (Montgomery, Introduction to Statistical
 // Quality Control, 6th ed., sec. 8.3: chi-square interval for Cp, Bissell's normal approximation
 // for Cpk).
@@ -18,7 +18,7 @@ void QCCapIndexes(const TVec& Data, double LSL, double USL, double& FractionOut,
   Cpk = NAN;
   const double m = Mean(Data);
   const double s = StdDev(Data, m);
-  // A one-sided specification has a fraction out but no two-sided index.
+  // One-sided tolerance limits give a fraction out but no two-sided index.
   if (IsInf(LSL)) {
     FractionOut = 1.0 - NormalCDF(USL, m, s);
     return;

@@ -157,12 +157,12 @@ struct TFftWork {
     spec1->Size(static_cast<int>(N / 2 + 1), PrecisionOf<std::complex<T>>());
     if (two) spec2->Size(static_cast<int>(N / 2 + 1), PrecisionOf<std::complex<T>>());
   }
-  // Spectrum of v zero-padded to N into spec.
-  void Forward(Eigen::FFT<T>& fft, const T* v, std::size_t len, TVec& spec) {
+  // Spectrum of v zero-padded to N into spectrum.
+  void Forward(Eigen::FFT<T>& fft, const T* v, std::size_t len, TVec& spectrum) {
     auto b = real->Span<T>();
     std::copy(v, v + len, b.begin());
     std::fill(b.begin() + static_cast<std::ptrdiff_t>(len), b.end(), T(0));
-    fft.fwd(spec.Span<std::complex<T>>().data(), b.data(), static_cast<Eigen::Index>(b.size()));
+    fft.fwd(spectrum.Span<std::complex<T>>().data(), b.data(), static_cast<Eigen::Index>(b.size()));
   }
   // Inverse of spec1 into the real buffer; returns it.
   std::span<T> Inverse(Eigen::FFT<T>& fft) {

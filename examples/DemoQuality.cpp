@@ -1,6 +1,6 @@
 // A short quality-control report on Michelson's 1879 speed-of-light runs: five experiments of
-// twenty runs, taken as twenty subgroups of five consecutive runs. The "specification" is the
-// modern speed of light in air, 299 705 km/s, within 100 km/s.
+// twenty runs, taken as twenty subgroups of five consecutive runs. The target is the
+// modern speed of light in air, 299 705 km/s, with tolerance limits 100 km/s either side.
 
 #include <cmath>
 #include <cstdio>

@@ -74,7 +74,7 @@ TEST(QCWestgardRules, RefusesComplexData) {
   EXPECT_RAISES(QCWestgardRules(ComplexVec(), r, 0, 1), "QCWestgardRules: (Data.Complex)");
 }
 
-// Twelve fill weights (kg), specification 9.9 .. 10.1.
+// Twelve fill weights (kg), tolerance limits 9.9 .. 10.1.
 const std::vector<double> kFill{9.98, 10.02, 10.05, 9.97, 10.01, 10.03, 9.99, 10.00, 10.04, 9.96, 10.02, 10.01};
 
 TEST(QCCapIndexes, IndexesFractionAndIntervals) {
