@@ -210,10 +210,12 @@ void TOutputs::Stale(TVec& c, int slot) {
   c.SetVal(Next(s) % 2 ? std::numeric_limits<double>::quiet_NaN() : 7.5);
 }
 
+// A slot created only because a higher one was asked for is never handed to the routine, so
+// its stale contents are not part of the result.
 TVec& TOutputs::Vec(int slot, bool Compare) {
   while (static_cast<int>(vecs_.size()) <= slot) {
     vecs_.push_back(std::make_unique<TVec>());
-    vecCmp_.push_back(true);
+    vecCmp_.push_back(false);
     Stale(*vecs_.back(), static_cast<int>(vecs_.size()));
   }
   vecCmp_[static_cast<std::size_t>(slot)] = Compare;
@@ -223,7 +225,7 @@ TVec& TOutputs::Vec(int slot, bool Compare) {
 TMtx& TOutputs::Mtx(int slot, bool Compare) {
   while (static_cast<int>(mtxs_.size()) <= slot) {
     mtxs_.push_back(std::make_unique<TMtx>());
-    mtxCmp_.push_back(true);
+    mtxCmp_.push_back(false);
     Stale(*mtxs_.back(), 100 + static_cast<int>(mtxs_.size()));
   }
   mtxCmp_[static_cast<std::size_t>(slot)] = Compare;
@@ -233,7 +235,7 @@ TMtx& TOutputs::Mtx(int slot, bool Compare) {
 TVecInt& TOutputs::VecInt(int slot, bool Compare) {
   while (static_cast<int>(ints_.size()) <= slot) {
     ints_.push_back(std::make_unique<TVecInt>());
-    intCmp_.push_back(true);
+    intCmp_.push_back(false);
     if (stale_) {
       ints_.back()->Size(static_cast<int>(seed_ % 9), Kalix::prInt32);
       ints_.back()->SetVal(-3);
