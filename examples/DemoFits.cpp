@@ -2,33 +2,13 @@
 
 #include <cmath>
 #include <cstdio>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "DemoCsv.h"
 #include "KalixStats.h"
 
 namespace {
-
-// The numeric columns of a small CSV file with one header line.
-std::vector<std::vector<double>> ReadColumns(const std::string& path) {
-  std::ifstream in(path);
-  if (!in) throw std::runtime_error("cannot open " + path);
-  std::string line;
-  std::getline(in, line);
-  std::vector<std::vector<double>> cols;
-  while (std::getline(in, line)) {
-    std::stringstream ss(line);
-    std::string cell;
-    for (std::size_t c = 0; std::getline(ss, cell, ','); ++c) {
-      if (cols.size() <= c) cols.emplace_back();
-      cols[c].push_back(std::stod(cell));
-    }
-  }
-  return cols;
-}
 
 void PrintCI(const char* name, double est, const Statistics::TTwoElmReal& ci) {
   std::printf("  %-8s %12.6g   95%% CI [%.6g, %.6g]\n", name, est, ci[0], ci[1]);

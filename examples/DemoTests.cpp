@@ -2,36 +2,16 @@
 // silver atomic weights of two instruments for two-sample, rank and variance tests.
 
 #include <cstdio>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "DemoCsv.h"
 #include "KalixStats.h"
 
 namespace {
 
 using Kalix::TVec;
 using namespace Statistics;
-
-// Numeric columns of a small CSV file with a header line.
-std::vector<std::vector<double>> ReadColumns(const std::string& path) {
-  std::ifstream in(path);
-  if (!in) throw std::runtime_error("cannot open " + path);
-  std::string line;
-  std::getline(in, line);
-  std::vector<std::vector<double>> cols;
-  while (std::getline(in, line)) {
-    std::stringstream ss(line);
-    std::size_t c = 0;
-    for (std::string cell; std::getline(ss, cell, ','); ++c) {
-      if (cols.size() <= c) cols.resize(c + 1);
-      cols[c].push_back(std::stod(cell));
-    }
-  }
-  return cols;
-}
 
 const char* Decision(THypothesisResult h) {
   return h == hrReject ? "reject H0" : h == hrNotReject ? "keep H0" : "undefined";
