@@ -19,6 +19,10 @@ namespace {
 // Counts above 2^960 are scaled down by 2^-960 (exactly), so that n up to about 2000 random
 // signs never overflow a double; the scale is put back as a power of two at the end.
 constexpr int kRescaleSteps = 960;
+// Word additions the exact rank-sum counts may take before the normal law is used instead.
+constexpr double kExactWork = 3e8;
+// 64-bit words the exact rank-sum counts may hold (about 160 MB).
+constexpr double kExactWords = 2e7;
 
 // next[s] = cur[s] + cur[s - r]: one more rank that may or may not join the positive sum.
 // Separate buffers keep the loop free of the in-place dependency, so it vectorises.
@@ -191,13 +195,20 @@ double MannWhitneyExactCDF(int n1, int n2, double U) {
   const std::size_t T = lower ? K : MN - K - 1;  // P(U <= K) = 1 - P(U <= mn - K - 1)
   const double bits = (std::lgamma(static_cast<double>(m + n) + 1.0) - std::lgamma(static_cast<double>(m) + 1.0) -
                        std::lgamma(static_cast<double>(n) + 1.0)) / LN2 + 2.0;
-  if (bits <= 64) return TailRatio<std::uint64_t>(m, n, T, lower);
-  if (bits <= 128) return TailRatio<TU128>(m, n, T, lower);
-  if (bits <= 256) return TailRatio<TWide<4>>(m, n, T, lower);
-  if (bits <= 512) return TailRatio<TWide<8>>(m, n, T, lower);
-  if (bits <= 1024) return TailRatio<TWide<16>>(m, n, T, lower);
-  if (bits <= 2048) return TailRatio<TWide<32>>(m, n, T, lower);
-  // Beyond about 1000 per sample: the normal law with continuity correction.
+  // The counts cost about m T additions of ceil(bits / 64) words each, and T + 1 such counts of
+  // memory. Beyond 2048 bits (about 1000 per sample), kExactWork (a second or so; two samples
+  // of 1000 once took minutes) or kExactWords (one sample of 2^31 once asked for 8 GB), the
+  // normal law with continuity correction takes over: the tail asked for is then near enough to
+  // the centre for it.
+  const double words = std::ceil(bits / 64.0), terms = static_cast<double>(T) + 1.0;
+  if (static_cast<double>(m) * terms * words <= kExactWork && terms * words <= kExactWords) {
+    if (bits <= 64) return TailRatio<std::uint64_t>(m, n, T, lower);
+    if (bits <= 128) return TailRatio<TU128>(m, n, T, lower);
+    if (bits <= 256) return TailRatio<TWide<4>>(m, n, T, lower);
+    if (bits <= 512) return TailRatio<TWide<8>>(m, n, T, lower);
+    if (bits <= 1024) return TailRatio<TWide<16>>(m, n, T, lower);
+    if (bits <= 2048) return TailRatio<TWide<32>>(m, n, T, lower);
+  }
   return NormalCDF(k + 0.5, 0.5 * mn, std::sqrt(mn * (static_cast<double>(m + n) + 1.0) / 12.0));
 }
 
@@ -210,8 +221,8 @@ double MannWCDF1(int n1, int n2, double U) {
   if (n1 < 0 || n2 < 0 || std::isnan(U)) return NAN;
   const double mn = static_cast<double>(n1) * static_cast<double>(n2);
   if (U > mn) return NAN;
+  if (n1 > 20 || n2 > 20 || n1 + n2 > 20) return detail::MannWhitneyExactCDF(n1, n2, U);  // no int overflow
   const int N = n1 + n2;
-  if (N > 20) return detail::MannWhitneyExactCDF(n1, n2, U);
   const double k = Round(U);
   if (k < 0.0) return 0.0;
   std::vector<double> freq(static_cast<std::size_t>(mn) + 1, 0.0);

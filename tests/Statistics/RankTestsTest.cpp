@@ -211,9 +211,17 @@ TEST(MannWhitneyExact, RecursionMatchesEnumerationAndReference) {
   // 500 x 500: no overflow; the lower tail is 1 / C(1000, 500) and the median splits evenly.
   const double lnC = std::lgamma(1001.0) - 2 * std::lgamma(501.0);
   EXPECT_NEAR(1.0, detail::MannWhitneyExactCDF(500, 500, 0) * std::exp(lnC), 1e-9);
-  // Near the centre the normal law with continuity correction is within 1e-4.
-  const double sd = std::sqrt(500.0 * 500 * 1001 / 12);
-  EXPECT_NEAR(Kalix::NormalCDF(124000.5, 125000, sd), detail::MannWhitneyExactCDF(500, 500, 124000), 1e-4);
+  // Near the centre of 200 x 200 (the normal law is 2e-4 off there). R: pwilcox(19000, 200, 200)
+  EXPECT_CLOSE(0.19385428287521031, detail::MannWhitneyExactCDF(200, 200, 19000), 1e-12);
+  // Beyond a second's work or 160 MB of counts the normal law answers at once (two samples of
+  // 1000 near the centre once took minutes; 2^31 - 1 against 1 asked for 8 GB); far tails stay
+  // exact, and sizes beyond int do not overflow.
+  // R: pnorm(499999.5, 5e5, sqrt(1e6 * 2001 / 12)); the exact value is 0.49998455636979
+  EXPECT_CLOSE(0.49998455289321703, MannWCDF1(1000, 1000, 499999), 1e-15);
+  EXPECT_CLOSE(Kalix::NormalCDF(1e9 + 0.5, 1073741823.5, std::sqrt(2147483647.0 * 2147483649 / 12)),
+               MannWCDF1(2147483647, 1, 1e9), 1e-15);
+  // R: 7 / choose(2^31 + 4, 5)
+  EXPECT_NEAR(1.0, MannWCDF1(2147483647, 5, 3) / 1.83920422586186e-44, 1e-12);
 }
 
 TEST(SpearmanRankCorr, TiesTailsAndInterval) {
