@@ -14,13 +14,13 @@ using namespace Kalix;
 
 void AutoCov(const TVec& Data, TVec& R, int LagCount) {
   const int n = Data.Length();
-  if (n == 0) {
-    R.Size(0);
-    return;
-  }
-  if (LagCount < 0) LagCount = static_cast<int>(std::ceil(10.0 * std::log10(static_cast<double>(n))));
   WithPrecision(Data, [&](auto tag) {
     using T = typename decltype(tag)::type;
+    if (n == 0) {  // empty, but in Data's precision whatever R held before
+      R.Size(0, PrecisionOf<T>());
+      return;
+    }
+    if (LagCount < 0) LagCount = static_cast<int>(std::ceil(10.0 * std::log10(static_cast<double>(n))));
     TVecScratch work;
     work->Size(n, PrecisionOf<T>());
     TVec out(LagCount, PrecisionOf<T>());  // R may be Data itself: fill a fresh vector, then move it
@@ -60,10 +60,6 @@ void PACF(const TVec& Gamma, TVec& Phi, TVec& PartialCorr, TVec& Variances) {
 }
 
 void PACF(const TVec& Gamma, TVec& PartialCorr) {
-  if (Gamma.Length() < 2) {
-    PartialCorr.Size(0);
-    return;
-  }
   TVecScratch phi, v;
   PACF(Gamma, *phi, PartialCorr, *v);
 }

@@ -82,14 +82,16 @@ TEST(AutoCov, LagCountEdgeCases) {
   EXPECT_CLOSE(0.44368136813681369, r[19], 1e-13);  // R: acf(1:100, lag.max = 25)$acf[20] (lag 19)
   AutoCov(Vec({1, 2, 4}), r, 5);                    // lags from n on are zero
   ExpectAllClose({14.0 / 9, -1.0 / 27, -20.0 / 27, 0, 0}, r, 1e-15);
-  AutoCov(TVec(), r, 5);
+  AutoCov(TVec(0, mvSingle), r, 5);  // empty, in the data's precision
   EXPECT_EQ(0, r.Length());
+  EXPECT_EQ(mvSingle, r.FloatPrecision());
   ACF(Vec({2, 2, 2}), r, 2);  // constant series: 0/0, no error
   EXPECT_TRUE(std::isnan(r[0]) && std::isnan(r[1]));
   PACF(Vec({1, 0.4}), r);
   ExpectAllClose({0.4}, r, 0.0);
-  PACF(Vec({1}), r);
+  PACF(Vec({1}, mvSingle), r);
   EXPECT_EQ(0, r.Length());
+  EXPECT_EQ(mvSingle, r.FloatPrecision());
 }
 
 TEST(DurbinLevinson, AR1ClosedFormAndMessages) {
