@@ -1,0 +1,140 @@
+// Fuzz entries of the hypothesis tests, the distribution fits and principal components.
+// To add a function: one KALIX_FUZZ_ENTRY(Name) block that draws its inputs from c and calls it
+// inside c.Run, outputs from o.
+#include "FuzzHarness.h"
+
+using namespace KalixFuzz;
+using namespace Statistics;
+
+namespace {
+void Test(TOutputs& o, double stat, THypothesisResult h, double signif, const TTwoElmReal& ci) {
+  o.Num(stat), o.Num(h), o.Num(signif), o.Num(ci[0]), o.Num(ci[1]);
+}
+}  // namespace
+
+KALIX_FUZZ_ENTRY(LocationRankTests) {
+  const TVec& x = c.Vec();
+  const TVec& y = c.Vec();
+  const double m = c.Double(), sigma = c.Double(), alpha = c.Bytes().Bool() ? c.Double() : 0.05;
+  const auto h = c.Enum<THypothesisType>(3);
+  const bool flag = c.Bytes().Bool();
+  THypothesisResult r = hrNotReject;
+  double s = 0;
+  // ConfInt of the sign and rank-sum tests is deliberately not written: start it from zeros.
+  TTwoElmReal ci{};
+  c.Run("tTest", [&](TOutputs& o) { ci = {}, Test(o, tTest(x, m, r, s, ci, h, alpha), r, s, ci); });
+  c.Run("tTest(two)", [&](TOutputs& o) { ci = {}, Test(o, tTest(x, y, r, s, ci, flag, h, alpha), r, s, ci); });
+  c.Run("ZTest", [&](TOutputs& o) { ci = {}, Test(o, ZTest(x, m, sigma, r, s, ci, h, alpha), r, s, ci); });
+  c.Run("SignTest", [&](TOutputs& o) { ci = {}, Test(o, SignTest(x, m, r, s, ci, h, alpha), r, s, ci); });
+  c.Run("SignTest(two)", [&](TOutputs& o) { ci = {}, Test(o, SignTest(x, y, r, s, ci, h, alpha), r, s, ci); });
+  c.Run("WilcoxonSign", [&](TOutputs& o) { ci = {}, Test(o, WilcoxonSign(x, m, r, s, ci, h, alpha), r, s, ci); });
+  c.Run("WilcoxonSign(two)", [&](TOutputs& o) { ci = {}, Test(o, WilcoxonSign(x, y, r, s, ci, h, alpha), r, s, ci); });
+  c.Run("MannWhitneyTest",
+        [&](TOutputs& o) { ci = {}, Test(o, MannWhitneyTest(x, y, r, s, ci, h, alpha, flag), r, s, ci); });
+  c.Run("SpearmanRankCorr", [&](TOutputs& o) {
+    double rs = 0;
+    ci = {};
+    SpearmanRankCorr(x, y, rs, r, s, ci, h, alpha);
+    Test(o, rs, r, s, ci);
+  });
+}
+
+KALIX_FUZZ_ENTRY(RankDistributions) {
+  const int n1 = c.Count(), n2 = c.Bytes().Bool() ? c.Count() : c.Bytes().Int(0, 3000);
+  const double u = c.Bytes().Bool() ? c.Double() : c.Bytes().Int(-1, 4000000);
+  c.Run("MannWCDF1", [&](TOutputs& o) { o.Num(MannWCDF1(n1, n2, u)); });
+}
+
+KALIX_FUZZ_ENTRY(DispersionTests) {
+  const TVec& x = c.Vec();
+  const TVec& y = c.Vec();
+  const TMtx& m = c.Mtx();
+  const double sigma = c.Double(), alpha = c.Bytes().Bool() ? c.Double() : 0.05;
+  const auto h = c.Enum<THypothesisType>(3);
+  THypothesisResult r = hrNotReject;
+  double s = 0;
+  TTwoElmReal ci{};
+  c.Run("FTest", [&](TOutputs& o) { Test(o, FTest(x, y, r, s, ci, h, alpha), r, s, ci); });
+  c.Run("ChiSquareTest", [&](TOutputs& o) { ChiSquareTest(x, sigma, r, s, ci, h, alpha), Test(o, 0, r, s, ci); });
+  c.Run("GrubbsTest", [&](TOutputs& o) { GrubbsTest(x, r, s, ci, h, alpha), Test(o, 0, r, s, ci); });
+  c.Run("BartlettTest", [&](TOutputs& o) {
+    int k = 0;
+    BartlettTest(m, k, o.Vec(0), alpha);
+    o.Num(k);
+  });
+}
+
+KALIX_FUZZ_ENTRY(ClosedFormFits) {
+  const TVec& x = c.Vec();
+  const TVec& n = c.Vec();
+  const double alpha = c.Bytes().Bool() ? c.Double() : 0.05, trials = c.Double();
+  double a = 0, b = 0;
+  int k = 0;
+  TTwoElmReal ci1{}, ci2{};
+  const auto two = [&](TOutputs& o) { o.Num(a), o.Num(b), o.Num(ci1[0]), o.Num(ci1[1]), o.Num(ci2[0]), o.Num(ci2[1]); };
+  // Intervals a fit keeps as written start from zeros in both runs.
+  const auto run = [&](const char* name, const std::function<void()>& f) {
+    c.Run(name, [&](TOutputs& o) { a = b = 0, k = 0, ci1 = ci2 = {}, f(), two(o), o.Num(k); });
+  };
+  run("NormalFit", [&] { NormalFit(x, a, b), NormalFit(x, a, b, ci1, ci2, alpha); });
+  run("LogNormalFit", [&] { LogNormalFit(x, a, b), LogNormalFit(x, a, b, ci1, ci2, alpha); });
+  run("ExponentFit", [&] { ExponentFit(x, a), ExponentFit(x, b, ci1, alpha); });
+  run("PoissonFit", [&] { PoissonFit(x, a), PoissonFit(x, b, ci1, alpha); });
+  run("GeometricFit", [&] { GeometricFit(x, a), GeometricFit(x, b, ci1, alpha); });
+  run("UniformFit", [&] { UniformFit(x, a, b), UniformFit(x, a, b, ci1, ci2, alpha); });
+  run("UniformDFit", [&] { UniformDFit(x, k), UniformDFit(x, k, ci1, alpha); });
+  run("RayleighFit", [&] { RayleighFit(x, a), RayleighFit(x, b, ci1, alpha); });
+  run("InverseGaussianFit", [&] { InverseGaussianFit(x, a, b), InverseGaussianFit(x, a, b, ci1, ci2, alpha); });
+  run("LaplaceFit", [&] { LaplaceFit(x, a, b); });
+  run("LogisticFit", [&] { LogisticFit(x, a, b); });
+  run("NegBinomFit", [&] { NegBinomFit(x, a, b); });
+  run("MaxwellFit", [&] { MaxwellFit(x, a); });
+  run("ChiSquareFit", [&] { ChiSquareFit(x, k); });
+  run("ErlangFit", [&] { ErlangFit(x, k, a); });
+  run("BinomFit", [&] { BinomFit(x, k, a); });
+  c.Run("BinomFit(vectors)", [&](TOutputs& o) {
+    BinomFit(x, trials, o.Vec(0));
+    BinomFit(x, n, o.Vec(1));
+    BinomFit(x, trials, o.Vec(2), o.Vec(3), o.Vec(4), alpha);
+  });
+}
+
+KALIX_FUZZ_ENTRY(LikelihoodFits) {
+  const TVec& x = c.Vec();
+  const TVec& pars = c.Vec();
+  const int maxIter = c.Bytes().Bool() ? c.Bytes().Int(-1, 60) : 500;
+  const double tol = c.Bytes().Bool() ? c.Double() : 1e-8, alpha = c.Bytes().Bool() ? c.Double() : 0.05;
+  using TFit = void (*)(const TVec&, double&, double&, TTwoElmReal&, TTwoElmReal&, int, double, double);
+  static const TFit kFits[] = {BetaFit, GammaFit, WeibullFit, CauchyFit};
+  const TFit fit = kFits[c.Bytes().Byte() % 4];
+  c.Run("likelihood fit", [&](TOutputs& o) {
+    double a = 0, b = 0;
+    TTwoElmReal ci1{}, ci2{};
+    fit(x, a, b, ci1, ci2, maxIter, tol, alpha);
+    o.Num(a), o.Num(b), o.Num(ci1[0]), o.Num(ci1[1]), o.Num(ci2[0]), o.Num(ci2[1]);
+  });
+  c.Run("BetaLike", [&](TOutputs& o) {
+    Kalix::TDenseKalix* data[] = {const_cast<TVec*>(&x)};
+    TTwoElmReal se{};
+    o.Num(BetaLike(pars, TVec(), data)), o.Num(BetaLike(pars, TVec(), data, se)), o.Num(se[0]), o.Num(se[1]);
+  });
+  c.Run("StudentFit, FFit", [&](TOutputs& o) {
+    int d1 = 0, d2 = 0, d3 = 0;
+    StudentFit(x, d1, maxIter, tol);
+    FFit(x, d2, d3, maxIter, tol);
+    o.Num(d1), o.Num(d2), o.Num(d3);
+  });
+  c.Run("TriangularFit", [&](TOutputs& o) {
+    double a = 0, b = 0, m = 0;
+    TriangularFit(x, a, b, m, maxIter, tol);
+    o.Num(a), o.Num(b), o.Num(m);
+  });
+}
+
+KALIX_FUZZ_ENTRY(PrincipalComponents) {
+  const TMtx& m = c.Mtx();
+  const auto mode = c.Enum<TPCAMode>(3);
+  const bool pct = c.Null();
+  c.Run("PCA(matrix)", [&](TOutputs& o) { PCA(m, o.Mtx(0), o.Vec(0), pct ? nullptr : &o.Vec(1)); });
+  c.Run("PCA(data)", [&](TOutputs& o) { PCA(m, o.Mtx(0), o.Mtx(1), o.Vec(0), pct ? nullptr : &o.Vec(1), mode); });
+}

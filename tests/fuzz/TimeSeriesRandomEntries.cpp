@@ -1,0 +1,146 @@
+// Fuzz entries of the time series routines, the signal kernels and the random variates.
+// To add a function: one KALIX_FUZZ_ENTRY(Name) block that draws its inputs from c and calls it
+// inside c.Run, outputs from o.
+#include "FuzzHarness.h"
+
+using namespace KalixFuzz;
+using namespace StatTimeSerAnalysis;
+using namespace StatRandom;
+
+namespace {
+// Lags and horizons: mostly small, now and then negative, past the data or huge.
+int Lag(TCall& c) { return c.Bytes().Bool() ? c.Bytes().Int(-2, 400) : c.Count(); }
+}  // namespace
+
+KALIX_FUZZ_ENTRY(Signal) {
+  const TVec& x = c.Vec();
+  const TVec& y = c.Vec();
+  const int lags = Lag(c);
+  if (lags > 100000) return;  // output sized by Lags: legitimately large
+  c.Run("AutoCorrBiased", [&](TOutputs& o) { Kalix::AutoCorrBiased(o.Vec(0), x, lags); });
+  c.Run("CrossCorr", [&](TOutputs& o) { Kalix::CrossCorr(o.Vec(0), x, y, lags); });
+  c.Run("Convolve", [&](TOutputs& o) { Kalix::Convolve(o.Vec(0), x, y); });
+}
+
+KALIX_FUZZ_ENTRY(Autocorrelation) {
+  const TVec& x = c.Vec();
+  const TVec& g = c.Vec();
+  const int lags = Lag(c), evals = Lag(c), h = Lag(c);
+  const bool withV = c.Null();
+  if (lags > 100000) return;
+  c.Run("AutoCov", [&](TOutputs& o) { AutoCov(x, o.Vec(0), lags), ACF(x, o.Vec(1), lags); });
+  c.Run("PACF", [&](TOutputs& o) { PACF(g, o.Vec(0)), PACF(g, o.Vec(1), o.Vec(2), o.Vec(3)); });
+  c.Run("DurbinLevinson", [&](TOutputs& o) {
+    double s2 = 0;
+    TVec& phi = o.Vec(0);
+    phi.Size(std::clamp(h, 0, 50), Kalix::mvDouble);  // Phi arrives sized by the caller
+    DurbinLevinson(g, phi, s2, evals, withV ? &o.Vec(1) : nullptr);
+    o.Num(s2);
+  });
+  c.Run("BoxLjung", [&](TOutputs& o) { o.Num(BoxLjung(x, h)); });
+}
+
+KALIX_FUZZ_ENTRY(ARFits) {
+  const TVec& x = c.Vec();
+  const int order = c.Bytes().Int(-1, 40);
+  const bool withSE = c.Null();
+  c.Run("ARYuleWalkerFit, ARBurgFit", [&](TOutputs& o) {
+    double v1 = 0, v2 = 0;
+    TVec& a = o.Vec(0);
+    a.Size(std::max(order, 0), Kalix::mvDouble);  // the order is Phi's length
+    ARYuleWalkerFit(x, a, v1, withSE ? &o.Vec(1) : nullptr);
+    TVec& b = o.Vec(2);
+    b.Size(std::max(order, 0), Kalix::mvDouble);
+    ARBurgFit(x, b, v2, withSE ? &o.Vec(3) : nullptr);
+    o.Num(v1), o.Num(v2);
+  });
+}
+
+KALIX_FUZZ_ENTRY(ExpSmoothing) {
+  const TVec& y = c.Vec();
+  double a = c.Double(), b = c.Double(), g = c.Double();
+  if (c.Bytes().Bool()) a = c.Bytes().Byte() / 255.0, b = c.Bytes().Byte() / 255.0, g = c.Bytes().Byte() / 255.0;
+  const int init = c.Bytes().Int(-1, 3), t = Lag(c), period = c.Bytes().Bool() ? c.Bytes().Int(-1, 13) : c.Count();
+  if (t > 100000) return;
+  c.Run("SingleExpSmooth", [&](TOutputs& o) {
+    double mse = 0, fa = a, fmse = 0;
+    SingleExpSmooth(y, o.Vec(0), a, mse, init);
+    o.Num(mse), o.Num(SingleExpSmooth(y, o.Vec(1), fa, init)), o.Num(fa);
+    SingleExpForecast(y, o.Vec(2), a, t, init);
+    fa = a;
+    SingleExpForecast(y, o.Vec(3), fa, t, fmse, init);
+    o.Num(fmse);
+  });
+  c.Run("DoubleExpSmooth", [&](TOutputs& o) {
+    double mse = 0, fa = a, fg = g, fmse = 0;
+    DoubleExpSmooth(y, o.Vec(0), o.Vec(1), a, g, mse, init);
+    o.Num(mse), o.Num(DoubleExpSmooth(y, o.Vec(2), o.Vec(3), fa, fg, init)), o.Num(fa), o.Num(fg);
+    DoubleExpForecast(y, o.Vec(4), a, g, t, init);
+    fa = a, fg = g;
+    DoubleExpForecast(y, o.Vec(5), fa, fg, t, fmse, init);
+    o.Num(fmse);
+  });
+  c.Run("TripleExpSmooth", [&](TOutputs& o) {
+    double mse = 0, fa = a, fb = b, fg = g, fmse = 0;
+    TripleExpSmooth(y, o.Vec(0), o.Vec(1), o.Vec(2), a, b, g, mse, period);
+    o.Num(mse), o.Num(TripleExpSmooth(y, o.Vec(3), o.Vec(4), o.Vec(5), fa, fb, fg, period));
+    TripleExpForecast(y, o.Vec(6), a, b, g, t, period);
+    fa = a, fb = b, fg = g;
+    TripleExpForecast(y, o.Vec(7), fa, fb, fg, t, fmse, period);
+    o.Num(fmse);
+  });
+}
+
+KALIX_FUZZ_ENTRY(Transforms) {
+  const TVec& x = c.Vec();
+  const double lambda = c.Double();
+  const int n = Lag(c);
+  const bool centred = c.Bytes().Bool();
+  c.Run("BoxCox", [&](TOutputs& o) { BoxCox(x, o.Vec(0), lambda), BoxCoxInv(x, o.Vec(1), lambda); });
+  c.Run("MovingAverage", [&](TOutputs& o) {
+    int offset = 0;
+    o.Num(MovingAverage(x, n, o.Vec(0), offset, centred));
+    o.Num(offset);
+  });
+}
+
+// Parameters are kept to sizes whose exact draws end in time (a hypergeometric population of
+// 2^31 is legitimate but slow); every value, NaN and infinities included, still reaches them.
+KALIX_FUZZ_ENTRY(RandomVariates) {
+  const double a = c.Double(), b = c.Double(), d = c.Double();
+  const int i = c.Bytes().Int(-3, 3000), j = c.Bytes().Int(-3, 3000), k = c.Bytes().Int(-3, 3000);
+  const int n = c.Bytes().Bool() ? c.Bytes().Int(0, 12) : c.Bytes().Int(0, 3000);
+  const int seed = c.Bytes().Int(0, 1 << 20);
+  const auto prec = c.AnyPrecision();
+  const int law = c.Bytes().Byte();
+  using TReal = std::function<void(Kalix::TDenseKalix&)>;
+  using TInt = std::function<void(TVecInt&)>;
+  const TReal real[] = {
+      [&](auto& r) { RandomBeta(a, b, r, seed); },          [&](auto& r) { RandomCauchy(a, b, r, seed); },
+      [&](auto& r) { RandomChiSquare(i, r, seed); },        [&](auto& r) { RandomErlang(i, a, r, seed); },
+      [&](auto& r) { RandomExponent(a, r, seed); },         [&](auto& r) { RandomF(i, j, r, seed); },
+      [&](auto& r) { RandomGamma(a, b, r, seed); },         [&](auto& r) { RandomGenPareto(a, b, d, r, seed); },
+      [&](auto& r) { RandomGeometric(a, r, seed); },        [&](auto& r) { RandomGumbel(a, b, r, seed); },
+      [&](auto& r) { RandomLaplace(a, b, r, seed); },       [&](auto& r) { RandomLogistic(a, b, r, seed); },
+      [&](auto& r) { RandomLogNormal(a, b, r, seed); },     [&](auto& r) { RandomMaxwell(a, r, seed); },
+      [&](auto& r) { RandomNormal(a, b, r, seed); },        [&](auto& r) { RandomRayleigh(a, r, seed); },
+      [&](auto& r) { RandomStudent(i, r, seed); },          [&](auto& r) { RandomTriangular(a, b, d, r, seed); },
+      [&](auto& r) { RandomUniform(a, b, r, seed); },       [&](auto& r) { RandomUniformD(i, r, seed); },
+      [&](auto& r) { RandomWeibull(a, b, r, seed); }};
+  const TInt ints[] = {[&](auto& r) { RandomBinom(i, a, r, seed); },
+                       [&](auto& r) { RandomHypGeometric(i, j, k, r, seed); },
+                       [&](auto& r) { RandomNegBinom(a, b, r, seed); },
+                       [&](auto& r) { RandomPoisson(a, r, seed); }};
+  const std::size_t nLaws = std::size(real) + std::size(ints), which = static_cast<std::size_t>(law) % nLaws;
+  c.Run("random variates", [&](TOutputs& o) {
+    if (which < std::size(real)) {
+      TVec& r = o.Vec(0);
+      r.Size(n, prec);  // the caller sizes Results; the count drawn is its length
+      real[which](r);
+    } else {
+      TVecInt& r = o.VecInt(0);
+      r.Size(n, Kalix::prInt32);
+      ints[which - std::size(real)](r);
+    }
+  });
+}
