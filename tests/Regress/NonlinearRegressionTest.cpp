@@ -26,10 +26,17 @@ struct TNlsCase {
 // response: X carries the observation's index into the captured columns.
 std::vector<double> gNelsonX1, gNelsonX2;
 
+double Chwirut(B b, double x) { return std::exp(-b[0] * x) / (b[1] + b[2] * x); }
+double Gauss(B b, double x) {
+  return b[0] * std::exp(-b[1] * x) + b[2] * std::exp(-std::pow(x - b[3], 2) / (b[4] * b[4])) +
+         b[5] * std::exp(-std::pow(x - b[6], 2) / (b[7] * b[7]));
+}
+double Lanczos(B b, double x) { return b[0] * std::exp(-b[1] * x) + b[2] * std::exp(-b[3] * x) + b[4] * std::exp(-b[5] * x); }
+
 const std::vector<TNlsCase>& NlsCases() {
   static const std::vector<TNlsCase> cases{
-      {"Chwirut1.dat", [](B b, double x) { return std::exp(-b[0] * x) / (b[1] + b[2] * x); }, true},
-      {"Chwirut2.dat", [](B b, double x) { return std::exp(-b[0] * x) / (b[1] + b[2] * x); }, true},
+      {"Chwirut1.dat", Chwirut, true},
+      {"Chwirut2.dat", Chwirut, true},
       {"DanWood.dat", [](B b, double x) { return b[0] * std::pow(x, b[1]); }, true},
       {"ENSO.dat",
        [](B b, double x) {
@@ -40,18 +47,8 @@ const std::vector<TNlsCase>& NlsCases() {
        true},
       {"Eckerle4.dat", [](B b, double x) { return b[0] / b[1] * std::exp(-0.5 * std::pow((x - b[2]) / b[1], 2)); },
        false},
-      {"Gauss1.dat",
-       [](B b, double x) {
-         return b[0] * std::exp(-b[1] * x) + b[2] * std::exp(-std::pow(x - b[3], 2) / (b[4] * b[4])) +
-                b[5] * std::exp(-std::pow(x - b[6], 2) / (b[7] * b[7]));
-       },
-       true},
-      {"Gauss2.dat",
-       [](B b, double x) {
-         return b[0] * std::exp(-b[1] * x) + b[2] * std::exp(-std::pow(x - b[3], 2) / (b[4] * b[4])) +
-                b[5] * std::exp(-std::pow(x - b[6], 2) / (b[7] * b[7]));
-       },
-       true},
+      {"Gauss1.dat", Gauss, true},
+      {"Gauss2.dat", Gauss, true},
       {"Hahn1.dat",
        [](B b, double x) {
          return (b[0] + x * (b[1] + x * (b[2] + x * b[3]))) / (1 + x * (b[4] + x * (b[5] + x * b[6])));
@@ -59,16 +56,8 @@ const std::vector<TNlsCase>& NlsCases() {
        true},
       {"Kirby2.dat", [](B b, double x) { return (b[0] + x * (b[1] + x * b[2])) / (1 + x * (b[3] + x * b[4])); },
        true},
-      {"Lanczos2.dat",
-       [](B b, double x) {
-         return b[0] * std::exp(-b[1] * x) + b[2] * std::exp(-b[3] * x) + b[4] * std::exp(-b[5] * x);
-       },
-       false},
-      {"Lanczos3.dat",
-       [](B b, double x) {
-         return b[0] * std::exp(-b[1] * x) + b[2] * std::exp(-b[3] * x) + b[4] * std::exp(-b[5] * x);
-       },
-       true},
+      {"Lanczos2.dat", Lanczos, false},
+      {"Lanczos3.dat", Lanczos, true},
       {"MGH10.dat", [](B b, double x) { return b[0] * std::exp(b[1] / (x + b[2])); }, false},
       {"MGH17.dat", [](B b, double x) { return b[0] + b[1] * std::exp(-x * b[3]) + b[2] * std::exp(-x * b[4]); },
        false},

@@ -85,13 +85,9 @@ TEST(QCCapIndexes, IndexesFractionAndIntervals) {
   for (auto p : kRealPrecisions) {
     const double tol = p == mvSingle ? 2e-4 : 1e-12;  // single: the mean of 10.0x keeps ~7 digits
     QCCapIndexes(Vec(kFill, p), 9.9, 10.1, frac, cp, cpk, cpci, cpkci, 0.05);
-    EXPECT_CLOSE(0.00044421856115071945, frac, tol);
-    EXPECT_CLOSE(1.2014863935167135, cp, tol);
-    EXPECT_CLOSE(1.1213873006156079, cpk, tol);
-    EXPECT_CLOSE(0.70763999590930426, cpci[0], tol);
-    EXPECT_CLOSE(1.69606806604231, cpci[1], tol);
-    EXPECT_CLOSE(0.45251906072654846, cpkci[0], tol);
-    EXPECT_CLOSE(1.7902555405046674, cpkci[1], tol);
+    ExpectAllClose({0.00044421856115071945, 1.2014863935167135, 1.1213873006156079, 0.70763999590930426,
+                    1.69606806604231, 0.45251906072654846, 1.7902555405046674},
+                   {frac, cp, cpk, cpci[0], cpci[1], cpkci[0], cpkci[1]}, tol);
   }
 }
 

@@ -66,7 +66,6 @@ class ClosedFormPrecision : public testing::TestWithParam<TMtxFloatPrecision> {
 
 TEST_P(ClosedFormPrecision, EstimatesMatchR) {
   double a, b;
-  int k;
   // R: mean(x); sd(x); mean(log(x)); sd(log(x)); sqrt(mean(x^2)/2); sqrt(mean(x^2)/3);
   // n/sum(1/x - 1/mean(x)); median(x); mean(abs(x - median(x))); sqrt(3)*sd(x)/pi
   struct TCase {
@@ -90,22 +89,18 @@ TEST_P(ClosedFormPrecision, EstimatesMatchR) {
     EXPECT_CLOSE(continuous[i].b, b, tol()) << i;
   }
   // R (k = counts): m <- mean(k); v <- var(k); m/v; (m/v)*m/(1-m/v); round(m*m/v); 1/(1+m)
-  NegBinomFit(counts(), a, b);
-  EXPECT_CLOSE(6.9136363636363649, a, tol());
-  EXPECT_CLOSE(0.63934426229508201, b, tol());
-  ErlangFit(counts(), k, a);
-  EXPECT_CLOSE(0.63934426229508201, a, tol());
-  EXPECT_EQ(2, k);
-  GeometricFit(counts(), a);
-  EXPECT_CLOSE(0.2040816326530612, a, tol());
-  PoissonFit(counts(), a);
-  EXPECT_CLOSE(3.9, a, tol());
   // R: k <- c(4,5,6,5,4,6,5,7,3,5); 1 - var(k)/mean(k); round(mean(k)/that)
-  BinomFit(Vec({4, 5, 6, 5, 4, 6, 5, 7, 3, 5}, GetParam()), k, a);
-  EXPECT_CLOSE(0.73333333333333339, a, tol());
-  EXPECT_EQ(7, k);
-  UniformDFit(Vec({2.2, 7.01, 3}, GetParam()), k);
-  EXPECT_EQ(8, k);
+  double r, lambda, g, pois, pb;
+  int ke, kb, nu;
+  NegBinomFit(counts(), r, b);
+  ErlangFit(counts(), ke, lambda);
+  GeometricFit(counts(), g);
+  PoissonFit(counts(), pois);
+  BinomFit(Vec({4, 5, 6, 5, 4, 6, 5, 7, 3, 5}, GetParam()), kb, pb);
+  UniformDFit(Vec({2.2, 7.01, 3}, GetParam()), nu);
+  ExpectAllClose({6.9136363636363649, 0.63934426229508201, 0.63934426229508201, 0.2040816326530612, 3.9,
+                  0.73333333333333339, 2, 7, 8},
+                 {r, b, lambda, g, pois, pb, double(ke), double(kb), double(nu)}, tol());
 }
 
 TEST_P(ClosedFormPrecision, IntervalsMatchR) {

@@ -140,29 +140,7 @@ TEST(LikelihoodFits, NoIterationsReturnTheStart) {
   EXPECT_GE(s, 2.220446049250313e-16);
 }
 
-TEST(LikelihoodFits, DegenerateDataEndPromptlyWithoutCrashing) {
-  // Empty, single, constant, NaN, huge and out-of-support data through every iterative fit: a
-  // result or an error from the core (a singular score matrix), never a crash, no scratch left.
-  const std::vector<TVec> inputs{TVec(), Vec({0.5}), Vec({0.5, 0.5, 0.5}), Vec({0.2, kNaN, 0.7}),
-                                 Vec({1e300, 2e300, 3e300}), Vec({-1.0, 2.0, 0.0})};
-  for (std::size_t i = 0; i < inputs.size(); ++i) {
-    const TVec& x = inputs[i];
-    double a, b, c;
-    int d1, d2;
-    TTwoElmReal aCI, bCI;
-    for (const auto& fit : std::vector<std::function<void()>>{
-             [&] { BetaFit(x, a, b, aCI, bCI, 200, 1e-8); }, [&] { GammaFit(x, a, b, aCI, bCI, 200, 1e-8); },
-             [&] { WeibullFit(x, a, b, aCI, bCI, 200, 1e-8); }, [&] { CauchyFit(x, a, b, aCI, bCI, 200, 1e-8); },
-             [&] { StudentFit(x, d1, 200, 1e-8); }, [&] { FFit(x, d1, d2, 200, 1e-8); },
-             [&] { TriangularFit(x, a, b, c, 200, 1e-8); }}) {
-      try {
-        fit();
-      } catch (const std::exception& e) {
-        EXPECT_THAT(e.what(), testing::StartsWith("Inv")) << "input " << i;
-      }
-      EXPECT_EQ(0, Kalix::ScratchOutstanding()) << "input " << i;
-    }
-  }
+TEST(TriangularFit, NaNDataGiveNaNEstimates) {
   double a, b, c;
   TriangularFit(Vec({0.2, kNaN, 0.7}), a, b, c);
   EXPECT_TRUE(std::isnan(a) && std::isnan(b) && std::isnan(c));

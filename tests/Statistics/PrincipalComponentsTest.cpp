@@ -15,21 +15,6 @@ using Kalix::mvSingle;
 using Kalix::TMtxFloatPrecision;
 using Statistics::PCA;
 
-// Longley's regressors (R's datasets::longley, columns 1 to 6).
-TMtx Longley(TMtxFloatPrecision p = mvDouble) {
-  // clang-format off
-  return Mtx({
-      {83.0, 234.289, 235.6, 159.0, 107.608, 1947}, {88.5, 259.426, 232.5, 145.6, 108.632, 1948},
-      {88.2, 258.054, 368.2, 161.6, 109.773, 1949}, {89.5, 284.599, 335.1, 165.0, 110.929, 1950},
-      {96.2, 328.975, 209.9, 309.9, 112.075, 1951}, {98.1, 346.999, 193.2, 359.4, 113.270, 1952},
-      {99.0, 365.385, 187.0, 354.7, 115.094, 1953}, {100.0, 363.112, 357.8, 335.0, 116.219, 1954},
-      {101.2, 397.469, 290.4, 304.8, 117.388, 1955}, {104.6, 419.180, 282.2, 285.7, 118.734, 1956},
-      {108.4, 442.769, 293.6, 279.8, 120.445, 1957}, {110.8, 444.546, 468.1, 263.7, 121.950, 1958},
-      {112.6, 482.704, 381.3, 255.2, 123.366, 1959}, {114.2, 502.601, 393.1, 251.4, 125.368, 1960},
-      {115.7, 518.173, 480.6, 257.2, 127.852, 1961}, {116.9, 554.894, 400.7, 282.7, 130.081, 1962}}, p);
-  // clang-format on
-}
-
 // Column c of PC and Z against reference loadings and scores (rows listed in zRows), taking
 // the reference's sign: components are defined up to a sign, which PC and Z share.
 void ExpectComponent(const TMtx& PC, const TMtx& Z, int c, const std::vector<double>& loadings,

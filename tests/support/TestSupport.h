@@ -51,6 +51,9 @@ TMtx ComplexMtx();
 inline const std::vector<Kalix::TMtxFloatPrecision> kRealPrecisions{Kalix::mvDouble, Kalix::mvSingle};
 std::string PrecisionName(const testing::TestParamInfo<Kalix::TMtxFloatPrecision>& info);
 
+/// Longley's data (R's datasets::longley): the six regressors, and Employed as a seventh column.
+TMtx Longley(Kalix::TMtxFloatPrecision p = Kalix::mvDouble, bool employed = false);
+
 /// A certified data file of NIST's Statistical Reference Datasets (tests/data/nist).
 struct TNistFile {
   std::vector<std::string> lines;  // the whole file
