@@ -97,6 +97,14 @@ TEST(RidgeRegress, ZeroKIsLeastSquares) {
                                  0.0039232026143279962, -0.000101540616245151};
   ASSERT_EQ(B.Length(), 8);
   for (int j = 0; j < 8; ++j) EXPECT_NEAR(1.0, B[j] / poly[std::size_t(j)], 1e-8) << j;
+  // k = 1e-6 leaves it past the normal equations' condition limit: QR with sqrt(k) I below.
+  // R: Z <- scale(P); b <- qr.solve(rbind(Z, sqrt(1e-6) * diag(7)), c(y - mean(y), rep(0, 7)));
+  //    B <- b / attr(Z, "scaled:scale"); c(mean(y) - sum(attr(Z, "scaled:center") * B), B)
+  RidgeRegress(Vec({1.2, 1.9, 3.2, 3.9, 5.1, 6.2, 6.8, 8.1, 9.0, 9.9}), P, 1e-6, B);
+  const std::vector<double> ridge{0.83574514509343789,    0.01881963685610823,    0.37902920913698113,
+                                  -0.052760703537554063, 0.0010109849106223359,  0.00021661643566394629,
+                                  3.97198683778364e-06,  -1.2013795339849003e-06};
+  for (int j = 0; j < 8; ++j) EXPECT_NEAR(1.0, B[j] / ridge[std::size_t(j)], 1e-8) << j;
   // sqrt of a negative k is NaN, and so is the solution.
   RidgeRegress(L.y, L.A, -1, B);
   EXPECT_TRUE(std::isnan(B[1]));
