@@ -57,14 +57,10 @@ TEST(Reductions, DegenerateInputs) {
 
 TEST(Reductions, ScalarsAgainstDirectFormulas) {
   const TVec x = Vec({3, -4, 12, 0.5});
-  EXPECT_EQ(11.5, Sum(x));
-  EXPECT_EQ(-72.0, Product(x));
-  EXPECT_EQ(169.25, SumOfSquares(x));
-  EXPECT_EQ(19.5, NormL1(x));
-  EXPECT_CLOSE(std::sqrt(169.25), NormL2(x), kTolDouble);
-  EXPECT_CLOSE(std::sqrt(169.25 / 4), RMS(x), kTolDouble);
-  EXPECT_CLOSE(5.0, NormL2(Vec({1, 2}), Vec({4, 6})), kTolDouble);
-  EXPECT_EQ(11.0, DotProd(Vec({1, 2}), Vec({3, 4})));
+  ExpectAllClose({11.5, -72, 169.25, 19.5, std::sqrt(169.25), std::sqrt(169.25 / 4), 5, 11},
+                 {Sum(x), Product(x), SumOfSquares(x), NormL1(x), NormL2(x), RMS(x), NormL2(Vec({1, 2}), Vec({4, 6})),
+                  DotProd(Vec({1, 2}), Vec({3, 4}))},
+                 kTolDouble);
   // R: sd(c(3, -4, 12, 0.5))
   EXPECT_CLOSE(6.7376430102323868, StdDev(x), kTolDouble);
   // About a given mean, not re-centred on the sample's own. R: sqrt(sum((c(3, -4, 12, 0.5) - 1)^2) / 3)
