@@ -301,7 +301,8 @@ double GOFChi2Test(const TVec& Observed, const TVec& Expected, THypothesisResult
   for (int i = 0; i < k; ++i) {
     const double e = Expected.Values(i) * scale;
     const double d = Observed.Values(i) - e;
-    chi2 += d * d / e;  // an empty expected cell with counts gives +Inf: the fit is impossible
+    // An empty expected cell adds nothing when it is empty, +Inf (an impossible fit) otherwise.
+    if (d != 0.0) chi2 += d * d / e;
     if (e < 5.0) ++SmallCount;
   }
   const double df = k - 1.0 - NumEstimated;

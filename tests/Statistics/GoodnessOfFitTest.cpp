@@ -137,6 +137,11 @@ TEST_P(GoodnessOfFit, ChiSquareOfCountsAgainstProbabilitiesOrCounts) {
   EXPECT_CLOSE(2.9166666666666665, GOFChi2Test(V({10, 3, 7, 0}), V({0.4, 0.2, 0.3, 0.1}), h, p, small), Tol());
   EXPECT_CLOSE(0.40465279495160528, p, PTol());
   EXPECT_EQ(2, small);  // 8, 4, 6, 2 expected
+  // An empty cell expected empty adds nothing; with a count the fit is impossible.
+  EXPECT_EQ(0.0, GOFChi2Test(V({2, 2, 0}), V({0.5, 0.5, 0}), h, p, small));
+  EXPECT_EQ(1.0, p);
+  EXPECT_EQ(HUGE_VAL, GOFChi2Test(V({3, 2, 1}), V({0.6, 0.4, 0}), h, p, small));
+  EXPECT_EQ(hrNan, h);
 }
 
 INSTANTIATE_TEST_SUITE_P(Precisions, GoodnessOfFit, testing::ValuesIn(kRealPrecisions), PrecisionName);
