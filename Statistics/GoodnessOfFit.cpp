@@ -76,8 +76,12 @@ void EcdfAtPoints(const TVec& Data, std::span<const double> Points, TVec& F) {
       f[i] = T(NAN);
       continue;
     }
-    // The point is compared in the data's precision, so a value and its own point agree.
-    const auto le = std::upper_bound(s.begin(), s.end(), static_cast<T>(p));
+    // The point is compared in the data's precision, so a value and its own point agree; a point
+    // beyond that precision's range is compared as it stands.
+    const auto le = std::fabs(p) <= static_cast<double>(std::numeric_limits<T>::max())
+                        ? std::upper_bound(s.begin(), s.end(), static_cast<T>(p))
+                        : std::upper_bound(s.begin(), s.end(), p,
+                                           [](double v, T e) { return v < static_cast<double>(e); });
     f[i] = static_cast<T>(static_cast<double>(le - s.begin()) / n);
   }
 }
@@ -121,7 +125,7 @@ bool OutsideUnit(const TVec& X) {
 // the tie blocks of the pooled sample (i of Data1 and j of Data2 at or below the block's value).
 struct TTwoSampleD {
   std::int64_t plus = 0, minus = 0;
-  bool ties = false, nan = false;
+  bool nan = false;
 };
 
 template <class T>
@@ -138,10 +142,8 @@ TTwoSampleD TwoSampleD(const TVec& Data1, const TVec& Data2, std::vector<char>* 
   std::size_t i = 0, j = 0;
   while (i < m || j < n) {
     const T v = (j == n || (i < m && x[i] <= y[j])) ? x[i] : y[j];
-    const std::size_t i0 = i, j0 = j;
     while (i < m && x[i] == v) ++i;
     while (j < n && y[j] == v) ++j;
-    if (i - i0 + j - j0 > 1) r.ties = true;
     const std::int64_t diff = static_cast<std::int64_t>(i) * n64 - static_cast<std::int64_t>(j) * m64;
     r.plus = std::max(r.plus, diff);
     r.minus = std::max(r.minus, -diff);
@@ -240,14 +242,14 @@ double GOFKolmogorov(const TVec& Data1, const TVec& Data2, THypothesisResult& hR
   // Mixed precisions are compared in double.
   const TVec* a = &Data1;
   const TVec* b = &Data2;
-  TVec wide1, wide2;
+  TVecScratch wide1, wide2;
   if (Data1.FloatPrecision() != Data2.FloatPrecision()) {
-    wide1.Size(m, mvDouble);
-    wide2.Size(n, mvDouble);
-    for (int i = 0; i < m; ++i) wide1.Values(i) = Data1.Values(i);
-    for (int i = 0; i < n; ++i) wide2.Values(i) = Data2.Values(i);
-    a = &wide1;
-    b = &wide2;
+    wide1->Size(m, mvDouble);
+    wide2->Size(n, mvDouble);
+    for (int i = 0; i < m; ++i) wide1->Values(i) = Data1.Values(i);
+    for (int i = 0; i < n; ++i) wide2->Values(i) = Data2.Values(i);
+    a = &*wide1;
+    b = &*wide2;
   }
   const TTwoSampleD s = WithPrecision(*a, [&](auto t) {
     return TwoSampleD<typename decltype(t)::type>(*a, *b, exact ? &blockEnd : nullptr);
