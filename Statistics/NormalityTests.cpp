@@ -102,6 +102,10 @@ TStatP Lillie(const TVec& Data) {
 
 // ---------------------------------------------------------------- Anderson-Darling
 
+// ln(1 - Phi(z)) beyond the range of erfc (z > 37): the leading Mills-ratio term, so a far
+// outlier gives a large finite A^2 instead of an infinite one.
+double LogNormalTail(double z) { return -0.5 * z * z - std::log(z) - 0.91893853320467274178; }
+
 // A^2 = -n - (1/n) sum (2i - 1)(ln p(i) + ln(1 - p(n+1-i))) with p = Phi((x - mu)/sigma), regrouped
 // per element as (2i - 1) ln p(i) + (2n - 2i + 1) ln(1 - p(i)). One erfc per element gives the
 // smaller of p and 1 - p to full relative accuracy, the other through log1p.
@@ -114,12 +118,12 @@ double AndersonA2(std::span<const T> x, double mu, double sigma) {
     double lnP, lnQ;
     if (z <= 0.0) {
       const double p = 0.5 * std::erfc(-z * kInvSqrt2);
-      lnP = std::log(p);
+      lnP = p > 0.0 ? std::log(p) : LogNormalTail(-z);
       lnQ = std::log1p(-p);
     } else {
       const double q = 0.5 * std::erfc(z * kInvSqrt2);
       lnP = std::log1p(-q);
-      lnQ = std::log(q);
+      lnQ = q > 0.0 ? std::log(q) : LogNormalTail(z);
     }
     const double k = static_cast<double>(i + 1);
     s += (2.0 * k - 1.0) * lnP + (2.0 * n - 2.0 * k + 1.0) * lnQ;

@@ -160,6 +160,9 @@ TEST(NormalityTests, MessagesAndQuietNan) {
       EXPECT_EQ(hrNan, h);
     }
   }
+  // A far outlier leaves A^2 finite and rejects.
+  EXPECT_TRUE(std::isfinite(AndersonDarling(Vec({0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 1e9}), 0, 1, h, p)));
+  EXPECT_EQ(hrReject, h);
   EXPECT_TRUE(std::isnan(AndersonDarling(Vec(nan), 0, 1, h, p)));
   EXPECT_EQ(hrNan, h);
   EXPECT_EQ(0, Kalix::ScratchOutstanding());
