@@ -354,3 +354,65 @@ KALIX_EXPORT void GrubbsTest(const TVec& Data, THypothesisResult& hRes, double& 
 KALIX_EXPORT void BartlettTest(const TMtx& Data, int& NumComp, TVec& Signif, double Alpha = 0.05);
 
 }  // namespace Statistics
+
+// ---------------------------------------------------------------- goodness of fit and normality
+namespace Statistics {
+
+/// Right-continuous empirical CDF of Data: X = its sorted distinct values, F[i] = fraction of
+/// Data <= X[i] (both in Data's precision). A NaN in Data gives NaN in every F. Raises
+/// "EmpiricalCDF: Data.Complex = true", then "EmpiricalCDF: Data.Length = 0".
+KALIX_EXPORT void EmpiricalCDF(const TVec& Data, TVec& X, TVec& F);
+/// F[i] = fraction of Data <= Points[i] (F sized like Points, in Data's precision); NaN at a NaN
+/// point, NaN throughout when Data holds a NaN. Messages as above.
+KALIX_EXPORT void EmpiricalCDF(const TVec& Data, std::span<const double> Points, TVec& F);
+/// One-sample Kolmogorov test from DataCDF = the hypothesised CDF at each observation (any
+/// distribution). Returns D (htTwoTailed), D+ = max(ECDF - F) (htRightTailed) or D- (htLeftTailed).
+/// Exact below 100 untied values (Marsaglia, Tsang & Wang 2003; Birnbaum & Tingey 1951 one-sided),
+/// asymptotic beyond. Raises "GOFKolmogorov: Data.Complex = true", "GOFKolmogorov: Data.Length = 0",
+/// "GOFKolmogorov: (DataCDF < 0) or (DataCDF > 1)"; bad Alpha or hType: NaN and hrNan.
+KALIX_EXPORT double GOFKolmogorov(const TVec& DataCDF, THypothesisResult& hRes, double& Signif,
+                                  THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Two-sample Smirnov test: D = max |F1 - F2| (D+ = max(F1 - F2) right-tailed, D- left-tailed).
+/// Exact conditional distribution given the pooled values (ties included; Schroer & Trenkler 1995)
+/// while n1 n2 < 10000, asymptotic beyond. Raises "GOFKolmogorov: (Data1.Complex) or
+/// (Data2.Complex)", then "GOFKolmogorov: (Data1.Length = 0) or (Data2.Length = 0)".
+KALIX_EXPORT double GOFKolmogorov(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
+                                  THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Pearson chi-square of Observed counts against Expected probabilities (summing to 1) or counts
+/// (summing to Sum(Observed)); Length - 1 - NumEstimated degrees of freedom; SmallCount = cells with
+/// expected count < 5. Raises, in order: "GOFChi2Test: (Observed.Complex) or (Expected.Complex)",
+/// "GOFChi2Test: Observed.Length <> Expected.Length", "GOFChi2Test: Observed.Length < 2",
+/// "GOFChi2Test: Observed < 0 or not finite", "GOFChi2Test: Expected < 0 or not finite",
+/// "GOFChi2Test: (NumEstimated < 0) or (NumEstimated > Observed.Length - 2)",
+/// "GOFChi2Test: Sum(Expected) <> 1 and <> Sum(Observed)".
+KALIX_EXPORT double GOFChi2Test(const TVec& Observed, const TVec& Expected, THypothesisResult& hRes, double& Signif,
+                                int& SmallCount, int NumEstimated = 0, double Alpha = 0.05);
+/// Lilliefors test of normality (mean and variance estimated): returns the Kolmogorov D; Signif by
+/// Dallal & Wilkinson (1986), reliable below 0.1 (see README). Raises "GOFLillieTest: Data.Complex =
+/// true", then "GOFLillieTest: Data.Length < 5". NaN data: NaN and hrNan.
+KALIX_EXPORT double GOFLillieTest(const TVec& Data, THypothesisResult& hRes, double& Signif, double Alpha = 0.05);
+/// Anderson-Darling test of normality with estimated mean and variance: returns A^2; Signif from
+/// Stephens' modified A^2 (1 + 0.75/n + 2.25/n^2) (D'Agostino & Stephens 1986, table 4.9).
+/// Raises "AndersonDarling: Data.Complex = true", then "AndersonDarling: Data.Length < 8".
+KALIX_EXPORT double AndersonDarling(const TVec& Data, THypothesisResult& hRes, double& Signif, double Alpha = 0.05);
+/// Anderson-Darling test against the fully specified Normal(Mu, Sigma): returns A^2, Signif from
+/// Marsaglia & Marsaglia (2004). Any other continuous F: pass NormalCDFInv(F(x)) with Mu 0, Sigma 1.
+/// Raises "AndersonDarling: Data.Complex = true", "AndersonDarling: Data.Length = 0",
+/// "AndersonDarling: Sigma <= 0".
+KALIX_EXPORT double AndersonDarling(const TVec& Data, double Mu, double Sigma, THypothesisResult& hRes,
+                                    double& Signif, double Alpha = 0.05);
+/// Jarque-Bera test: JB = n/6 (S^2 + (K - 3)^2/4) from the moment skewness and kurtosis, Signif
+/// from chi-square(2). Raises "GOFBeraJarqueTest: Data.Complex = true", then
+/// "GOFBeraJarqueTest: Data.Length < 3".
+KALIX_EXPORT double GOFBeraJarqueTest(const TVec& Data, THypothesisResult& hRes, double& Signif,
+                                      double Alpha = 0.05);
+/// Shapiro-Wilk W with Royston's (1995, AS R94) coefficients and p-value. Above 5000 values the
+/// same approximations are extrapolated (no error). Raises "ShapiroWilks: Data.Complex = true",
+/// then "ShapiroWilks: Data.Length < 3". Constant or NaN data: NaN and hrNan.
+KALIX_EXPORT double ShapiroWilks(const TVec& Data, THypothesisResult& hRes, double& Signif, double Alpha = 0.05);
+/// Shapiro-Francia W' = squared correlation of the order statistics with Blom scores; Signif
+/// from Royston (1993). Raises "ShapiroFrancia: Data.Complex = true", then "ShapiroFrancia:
+/// Data.Length < 5"; above 5000 values the approximation is extrapolated.
+KALIX_EXPORT double ShapiroFrancia(const TVec& Data, THypothesisResult& hRes, double& Signif, double Alpha = 0.05);
+
+}  // namespace Statistics

@@ -1,0 +1,200 @@
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+using namespace Statistics;
+using namespace KalixTest;
+using Kalix::TMtxFloatPrecision;
+using Kalix::NormalCDF;
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// A skewed sample and a near-normal one (no ties); shared with the normality tests.
+const std::vector<double> kA{2.31, 3.05, 1.87, 4.42, 2.76, 3.91, 1.52, 2.18, 6.73, 2.95,
+                             3.34, 1.96, 2.61, 5.08, 2.44, 3.62, 1.71, 2.87, 8.15, 2.52};
+const std::vector<double> kB{4.93, 5.31, 5.12, 4.71, 5.64, 5.02, 4.83, 5.22, 5.41, 4.62, 5.07, 4.96, 5.18, 5.36, 4.87};
+
+// R: u <- ((1:n) * c) %% 1, the same quasi-random points.
+std::vector<double> Frac(int n, double c, double power = 1.0) {
+  std::vector<double> u(static_cast<std::size_t>(n));
+  for (int i = 1; i <= n; ++i) u[static_cast<std::size_t>(i - 1)] = std::pow(std::fmod(i * c, 1.0), power);
+  return u;
+}
+
+std::vector<double> Rounded(const std::vector<double>& x) {
+  std::vector<double> r;
+  for (double v : x) r.push_back(std::round(v));
+  return r;
+}
+
+struct TTailCase {
+  THypothesisType hType;
+  double stat, p;
+};
+
+class GoodnessOfFit : public testing::TestWithParam<TMtxFloatPrecision> {
+ protected:
+  double Tol() const { return GetParam() == Kalix::mvSingle ? 2e-5 : 1e-10; }
+  double PTol() const { return GetParam() == Kalix::mvSingle ? 1e-4 : 1e-6; }
+  TVec V(const std::vector<double>& x) const { return Vec(x, GetParam()); }
+};
+
+TEST_P(GoodnessOfFit, EmpiricalCDFIsRightContinuous) {
+  // R: e <- ecdf(c(0.3, 1.7, 1.7, 2.2, 5.0)); e(c(-1, 0.3, 1, 1.7, 2.2, 4.9, 5, 7))
+  const TVec x = V({5.0, 1.7, 0.3, 2.2, 1.7});
+  TVec X, F;
+  EmpiricalCDF(x, X, F);
+  ExpectAllClose({0.3, 1.7, 2.2, 5.0}, X, Tol());
+  ExpectAllClose({0.2, 0.6, 0.8, 1.0}, F, Tol());
+  const std::vector<double> pts{-1, 0.3, 1.0, 1.7, 2.2, 4.9, 5, 7, kNaN, 1e300, -1e300};
+  EmpiricalCDF(x, pts, F);
+  ExpectAllClose({0, 0.2, 0.2, 0.6, 0.8, 0.8, 1, 1, kNaN, 1, 0}, F, Tol());
+  EXPECT_EQ(GetParam(), F.FloatPrecision());
+  EmpiricalCDF(V({1.0, kNaN}), pts, F);
+  EXPECT_TRUE(std::isnan(F.Values(3)));
+}
+
+TEST_P(GoodnessOfFit, KolmogorovOneSampleExactAndAsymptotic) {
+  THypothesisResult h;
+  double p;
+  // R: ks.test(A, "pnorm", 3, 1.5, alternative = ...): exact below 100 untied values
+  TVec cdf(static_cast<int>(kA.size()), GetParam());
+  for (int i = 0; i < cdf.Length(); ++i) cdf.Values(i) = NormalCDF(kA[static_cast<std::size_t>(i)], 3, 1.5);
+  for (const TTailCase& c : {TTailCase{htTwoTailed, 0.16190303812824788, 0.6140621597373892},
+                             TTailCase{htRightTailed, 0.13670438618290787, 0.43446885908124488},
+                             TTailCase{htLeftTailed, 0.16190303812824788, 0.31633013930549625}}) {
+    SCOPED_TRACE(c.hType);
+    EXPECT_CLOSE(c.stat, GOFKolmogorov(cdf, h, p, c.hType), Tol());
+    EXPECT_CLOSE(c.p, p, PTol());
+    EXPECT_EQ(hrNotReject, h);
+  }
+  // R: u <- ((1:120) * 0.7548776662466927) %% 1; ks.test(u, function(q) q^1.1, alternative = ...)
+  const TVec u = V(Frac(120, 0.7548776662466927, 1.1));
+  for (const TTailCase& c : {TTailCase{htTwoTailed, 0.053019870454293322, 0.8886347203923185},
+                             TTailCase{htRightTailed, 0.053019870454293322, 0.50932671143498898},
+                             TTailCase{htLeftTailed, 0.0056078242019320657, 0.99248096430414356}}) {
+    SCOPED_TRACE(c.hType);
+    EXPECT_CLOSE(c.stat, GOFKolmogorov(u, h, p, c.hType), Tol());
+    EXPECT_CLOSE(c.p, p, PTol());
+  }
+  // Ties force the asymptotic distribution. R: ks.test(c(0.1, 0.4, 0.4, ...), "pexp")
+  std::vector<double> t{0.1, 0.4, 0.4, 0.7, 1.2, 1.2, 1.9, 2.3, 0.9, 1.5};
+  for (double& v : t) v = 1.0 - std::exp(-v);
+  EXPECT_CLOSE(0.22967995396436072, GOFKolmogorov(V(t), h, p), Tol());
+  EXPECT_CLOSE(0.66710449811615491, p, PTol());
+}
+
+TEST_P(GoodnessOfFit, SmirnovTwoSampleExactWithTiesAndAsymptotic) {
+  THypothesisResult h;
+  double p;
+  // R: ks.test(A, B, alternative = ...): exact, and ties in round(A), round(B) keep it exact
+  struct TCase {
+    std::vector<double> x, y;
+    std::vector<TTailCase> tails;
+  };
+  const TCase cases[] = {
+      {kA, kB, {{htTwoTailed, 0.85, 7.7464409620198182e-07}, {htRightTailed, 0.85, 3.8732204721281249e-07},
+                {htLeftTailed, 0.1, 0.79605182284039688}}},
+      {Rounded(kA), Rounded(kB), {{htTwoTailed, 0.85, 2.9865054462785423e-07}, {htRightTailed, 0.85, 2.5123592184428389e-07}}},
+      // R: the statistics over all choose(15, 8) relabellings of x, y (ks.test agrees but for "less",
+      // where R 4.2's tied exact p-value is that of "greater")
+      {{1, 2, 2, 3, 5, 5, 6, 8}, {2, 3, 3, 4, 4, 5, 7},
+       {{htTwoTailed, 0.23214285714285715, 0.83216783216783219}, {htRightTailed, 0.23214285714285715, 0.50489510489510492},
+        {htLeftTailed, 0.2142857142857143, 0.52991452991452992}}},
+      // R: ks.test(u, v^0.9) with v <- ((1:100) * 0.5698402909980532) %% 1: n1 n2 >= 10000, asymptotic
+      {Frac(120, 0.7548776662466927), Frac(100, 0.5698402909980532, 0.9),
+       {{htTwoTailed, 0.068333333333333315, 0.96087597651803625}, {htRightTailed, 0.068333333333333315, 0.60085962583283359},
+        {htLeftTailed, 0.0083333333333333679, 0.99245286614792561}}}};
+  // Mixed precisions are compared in double.
+  EXPECT_CLOSE(0.85, GOFKolmogorov(Vec(kA, Kalix::mvSingle), Vec(kB), h, p), 1e-10);
+  EXPECT_CLOSE(7.7464409620198182e-07, p, 1e-9);
+  for (const TCase& c : cases) {
+    for (const TTailCase& t : c.tails) {
+      SCOPED_TRACE(t.hType);
+      EXPECT_CLOSE(t.stat, GOFKolmogorov(V(c.x), V(c.y), h, p, t.hType), Tol());
+      EXPECT_CLOSE(t.p, p, 1e-9);  // the statistic is an exact count in either precision
+      EXPECT_EQ(t.p <= 0.05 ? hrReject : hrNotReject, h);
+    }
+  }
+}
+
+TEST_P(GoodnessOfFit, ChiSquareOfCountsAgainstProbabilitiesOrCounts) {
+  THypothesisResult h;
+  double p;
+  int small = -1;
+  // R: pearson.test(A): counts of the 7 equiprobable classes, 2 estimated parameters
+  const TVec o = V({0, 6, 6, 2, 2, 2, 2});
+  EXPECT_CLOSE(10.8, GOFChi2Test(o, V(std::vector<double>(7, 1.0 / 7)), h, p, small, 2), Tol());
+  EXPECT_CLOSE(0.028906118032721046, p, PTol());
+  EXPECT_EQ(7, small);
+  EXPECT_EQ(hrReject, h);
+  // R: chisq.test(c(0, 6, 6, 2, 2, 2, 2), p = rep(1/7, 7)), expected given as counts
+  EXPECT_CLOSE(10.8, GOFChi2Test(o, V(std::vector<double>(7, 20.0 / 7)), h, p, small), Tol());
+  EXPECT_CLOSE(0.094757868176013713, p, PTol());
+  // R: chisq.test(c(10, 3, 7, 0), p = c(0.4, 0.2, 0.3, 0.1))
+  EXPECT_CLOSE(2.9166666666666665, GOFChi2Test(V({10, 3, 7, 0}), V({0.4, 0.2, 0.3, 0.1}), h, p, small), Tol());
+  EXPECT_CLOSE(0.40465279495160528, p, PTol());
+  EXPECT_EQ(2, small);  // 8, 4, 6, 2 expected
+  // An empty cell expected empty adds nothing; with a count the fit is impossible.
+  EXPECT_EQ(0.0, GOFChi2Test(V({2, 2, 0}), V({0.5, 0.5, 0}), h, p, small));
+  EXPECT_EQ(1.0, p);
+  EXPECT_EQ(HUGE_VAL, GOFChi2Test(V({3, 2, 1}), V({0.6, 0.4, 0}), h, p, small));
+  EXPECT_EQ(hrNan, h);
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, GoodnessOfFit, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+TEST(GoodnessOfFit, MessagesInOrder) {
+  THypothesisResult h;
+  double p;
+  int k;
+  TVec X, F;
+  const TVec c = ComplexVec(), e, one{0.5}, two{0.5, 0.5};
+  EXPECT_RAISES(EmpiricalCDF(c, X, F), "EmpiricalCDF: Data.Complex = true");
+  EXPECT_RAISES(EmpiricalCDF(e, X, F), "EmpiricalCDF: Data.Length = 0");
+  EXPECT_RAISES(GOFKolmogorov(c, h, p), "GOFKolmogorov: Data.Complex = true");
+  EXPECT_RAISES(GOFKolmogorov(e, h, p, htTwoTailed, 2.0), "GOFKolmogorov: Data.Length = 0");
+  EXPECT_RAISES(GOFKolmogorov(Vec({0.5, 1.5}), h, p, htTwoTailed, 2.0), "GOFKolmogorov: (DataCDF < 0) or (DataCDF > 1)");
+  EXPECT_RAISES(GOFKolmogorov(one, c, h, p), "GOFKolmogorov: (Data1.Complex) or (Data2.Complex)");
+  EXPECT_RAISES(GOFKolmogorov(one, e, h, p), "GOFKolmogorov: (Data1.Length = 0) or (Data2.Length = 0)");
+  EXPECT_RAISES(GOFChi2Test(c, one, h, p, k), "GOFChi2Test: (Observed.Complex) or (Expected.Complex)");
+  EXPECT_RAISES(GOFChi2Test(one, two, h, p, k), "GOFChi2Test: Observed.Length <> Expected.Length");
+  EXPECT_RAISES(GOFChi2Test(one, one, h, p, k), "GOFChi2Test: Observed.Length < 2");
+  EXPECT_RAISES(GOFChi2Test(Vec({1, -1}), Vec({kNaN, 1}), h, p, k), "GOFChi2Test: Observed < 0 or not finite");
+  EXPECT_RAISES(GOFChi2Test(Vec({1, HUGE_VAL}), two, h, p, k), "GOFChi2Test: Observed < 0 or not finite");
+  EXPECT_RAISES(GOFChi2Test(two, Vec({kNaN, 1}), h, p, k, 5), "GOFChi2Test: Expected < 0 or not finite");
+  EXPECT_RAISES(GOFChi2Test(two, two, h, p, k, 1), "GOFChi2Test: (NumEstimated < 0) or (NumEstimated > Observed.Length - 2)");
+  EXPECT_RAISES(GOFChi2Test(two, Vec({0.5, 0.6}), h, p, k), "GOFChi2Test: Sum(Expected) <> 1 and <> Sum(Observed)");
+}
+
+TEST(GoodnessOfFit, NanDataAndBadAlphaAreQuiet) {
+  THypothesisResult h;
+  double p;
+  const TVec x = Vec({0.1, kNaN, 0.7});
+  for (double alpha : {0.05, 0.0, kNaN}) {
+    EXPECT_TRUE(std::isnan(GOFKolmogorov(x, h, p, htTwoTailed, alpha)));
+    EXPECT_TRUE(std::isnan(p));
+    EXPECT_EQ(hrNan, h);
+    EXPECT_TRUE(std::isnan(GOFKolmogorov(Vec({0.2, 0.3}), x, h, p, htLeftTailed, alpha)));
+    EXPECT_EQ(hrNan, h);
+  }
+  EXPECT_TRUE(std::isnan(GOFKolmogorov(Vec({0.2}), h, p, static_cast<THypothesisType>(7))));
+  EXPECT_EQ(0, Kalix::ScratchOutstanding());
+}
+
+TEST(GoodnessOfFit, ConcurrentCallsAgree) {
+  const TVec a = Vec(kA), b = Vec(Rounded(kB));
+  EXPECT_EQ(0, ConcurrentMismatches([&](int) {
+              THypothesisResult h;
+              double p1, p2;
+              const double d = GOFKolmogorov(a, b, h, p1);
+              const double w = ShapiroWilks(a, h, p2);
+              return std::vector<double>{d, p1, w, p2, double(Kalix::ScratchOutstanding())};
+            }));
+}
+
+}  // namespace
