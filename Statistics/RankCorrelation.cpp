@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Statistics/Statistics.h"
+#include "core/Sorting.h"
 #include "Statistics/detail/HypothesisRule.h"
 
 namespace Statistics {
@@ -59,13 +60,13 @@ std::int64_t SortCountingExchanges(double* y, double* buf, std::size_t n) {
     for (std::size_t lo = 0; lo < n; lo += 2 * width) {
       const std::size_t mid = std::min(lo + width, n), hi = std::min(lo + 2 * width, n);
       std::size_t i = lo, j = mid, k = lo;
+      // Branch-free: which side moves is data-dependent and unpredictable.
       while (i < mid && j < hi) {
-        if (src[j] < src[i]) {
-          exchanges += static_cast<std::int64_t>(mid - i);
-          dst[k++] = src[j++];
-        } else {
-          dst[k++] = src[i++];
-        }
+        const bool right = src[j] < src[i];
+        dst[k++] = right ? src[j] : src[i];
+        exchanges += right ? static_cast<std::int64_t>(mid - i) : 0;
+        j += right;
+        i += !right;
       }
       while (i < mid) dst[k++] = src[i++];
       while (j < hi) dst[k++] = src[j++];
@@ -76,15 +77,20 @@ std::int64_t SortCountingExchanges(double* y, double* buf, std::size_t n) {
   return exchanges;
 }
 
-// Knight (1966, JASA 61, 436-439): sort the pairs by x then y, count the tied groups, then
-// count the exchanges a merge sort of the y values needs: each one is a discordant pair.
+// Knight (1966, JASA 61, 436-439): sort the pairs by x (then y within tied x), count the tied
+// groups, then count the exchanges a merge sort of the y values needs: each one is a
+// discordant pair.
 TKendall KendallCounts(const TVec& X, const TVec& Y) {
   TKendall k;
   const std::size_t n = static_cast<std::size_t>(X.Length());
   k.n = static_cast<double>(n);
-  TVecScratch pairBuf, yBuf, mergeBuf;
-  pairBuf->Size(X.Length(), mvDoubleComplex);
-  auto p = pairBuf->Span<TCplx>();
+  TVecScratch xBuf, yBuf, mergeBuf;
+  TVecIntScratch order;
+  xBuf->Size(X.Length(), mvDouble);
+  yBuf->Size(X.Length(), mvDouble);
+  mergeBuf->Size(X.Length(), mvDouble);  // holds y in data order until the merge sort needs it
+  auto xs = xBuf->Span<double>();
+  auto ys = mergeBuf->Span<double>();
   WithPrecision(X, [&](auto a) {
     using TX = typename decltype(a)::type;
     WithPrecision(Y, [&](auto b) {
@@ -92,38 +98,40 @@ TKendall KendallCounts(const TVec& X, const TVec& Y) {
       auto x = X.Span<TX>();
       auto y = Y.Span<TY>();
       for (std::size_t i = 0; i < n; ++i) {
-        p[i] = TCplx(static_cast<double>(x[i]), static_cast<double>(y[i]));
-        k.nan = k.nan || std::isnan(p[i].real()) || std::isnan(p[i].imag());
+        xs[i] = static_cast<double>(x[i]);
+        ys[i] = static_cast<double>(y[i]);
+        k.nan = k.nan || std::isnan(xs[i]) || std::isnan(ys[i]);
       }
     });
   });
   if (k.nan || n < 2) return k;
-  std::sort(p.begin(), p.end(), [](const TCplx& u, const TCplx& v) {
-    return u.real() < v.real() || (u.real() == v.real() && u.imag() < v.imag());
-  });
-  yBuf->Size(X.Length(), mvDouble);
-  mergeBuf->Size(X.Length(), mvDouble);
+  order->Size(X.Length(), prInt32);
+  auto idx = order->Span<std::int32_t>();
+  Kern::SortAscendIdx<double>(xs, idx);
   double* y = yBuf->Span<double>().data();
+  for (std::size_t i = 0; i < n; ++i) y[i] = ys[static_cast<std::size_t>(idx[i])];
   double joint = 0.0;  // pairs tied in both x and y
   for (std::size_t i = 0; i < n;) {
     std::size_t j = i + 1;
-    while (j < n && p[j].real() == p[i].real()) ++j;
-    k.tx.Add(static_cast<double>(j - i));
-    for (std::size_t a = i; a < j;) {
-      std::size_t b = a + 1;
-      while (b < j && p[b].imag() == p[a].imag()) ++b;
-      const double t = static_cast<double>(b - a);
-      joint += 0.5 * t * (t - 1.0);
-      a = b;
+    while (j < n && xs[j] == xs[i]) ++j;
+    if (j - i > 1) {
+      k.tx.Add(static_cast<double>(j - i));
+      std::sort(y + i, y + j);  // tied x: order by y, so these pairs count as neither
+      for (std::size_t a = i; a < j;) {
+        std::size_t b = a + 1;
+        while (b < j && y[b] == y[a]) ++b;
+        const double t = static_cast<double>(b - a);
+        joint += 0.5 * t * (t - 1.0);
+        a = b;
+      }
     }
     i = j;
   }
-  for (std::size_t i = 0; i < n; ++i) y[i] = p[i].imag();
-  const double exchanges = static_cast<double>(SortCountingExchanges(y, mergeBuf->Span<double>().data(), n));
+  const double exchanges = static_cast<double>(SortCountingExchanges(y, ys.data(), n));
   for (std::size_t i = 0; i < n;) {
     std::size_t j = i + 1;
     while (j < n && y[j] == y[i]) ++j;
-    k.ty.Add(static_cast<double>(j - i));
+    if (j - i > 1) k.ty.Add(static_cast<double>(j - i));
     i = j;
   }
   const double n0 = 0.5 * k.n * (k.n - 1.0);

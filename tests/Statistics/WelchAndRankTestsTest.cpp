@@ -238,3 +238,22 @@ TEST(WelchAndRankTests, ConcurrentCallsAgree) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(MannWhitneyExactCDF, DoubleCountsAgreeWithExactIntegers) {
+  // The double recursion against multi-word integer counts, across sizes and both tails.
+  const std::vector<std::pair<int, int>> sizes{{10, 300}, {50, 50}, {37, 120}, {90, 110}, {100, 100}, {140, 60}};
+  for (const auto& [m, n] : sizes) {
+    const double mn = static_cast<double>(m) * n;
+    for (double f : {0.02, 0.2, 0.35, 0.4999, 0.5, 0.62, 0.9}) {
+      const double u = std::round(f * mn);
+      SCOPED_TRACE(testing::Message() << m << " x " << n << " U = " << u);
+      const double exact = detail::MannWhitneyExactCDFIntegers(m, n, u);
+      ASSERT_GT(exact, 0.0);
+      EXPECT_NEAR(1.0, detail::MannWhitneyExactCDF(m, n, u) / exact, 1e-13);  // relative, deep tails too
+    }
+  }
+}
+
+}  // namespace
