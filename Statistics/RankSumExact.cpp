@@ -18,7 +18,7 @@ using detail::QuietNan;
 namespace {
 
 // Above this many cells in the (count, sum) table the tie-corrected normal law is used instead.
-constexpr double kMaxTableCells = 48.0 * 1024.0 * 1024.0;
+constexpr double kMaxTableCells = 32.0 * 1024.0 * 1024.0;  // 256 MiB
 
 // P(sum of the scores of a random m-subset <= T) for integer scores a[0] <= ... <= a[N-1], by
 // the shift algorithm (Streitberg & Roehmel 1986, Statistical Software Newsletter 12, 10-17):
@@ -144,7 +144,8 @@ double MannWhitneyExact(const TVec& Data1, const TVec& Data2, THypothesisResult&
     // The doubled midranks add up to N (N + 1), so the mean sum m (N + 1) is a whole number.
     const std::int64_t meanSum = static_cast<std::int64_t>(m) * static_cast<std::int64_t>(N + 1);
     const std::int64_t dev = sc.obs > meanSum ? sc.obs - meanSum : meanSum - sc.obs;
-    Signif = std::min(1.0, atMost(meanSum - dev) + atLeast(meanSum + dev));
+    const double both = atMost(meanSum - dev) + atLeast(meanSum + dev);
+    Signif = both > 1.0 ? 1.0 : both;  // NaN (table too large) passes through
   } else {
     const bool lowerOfSum = (hType == htLeftTailed) == up;
     Signif = lowerOfSum ? atMost(sc.obs) : atLeast(sc.obs);

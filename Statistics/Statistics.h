@@ -382,8 +382,8 @@ KALIX_EXPORT double KruskalWallis(const TVec& Data, const TVecInt& GroupIndex, T
                                   double& Signif, double Alpha = 0.05);
 /// Exact Mann-Whitney test with ties: the conditional permutation distribution of the midrank
 /// sum (Streitberg & Roehmel 1986 shift algorithm); returns U1 = R1 - n1 (n1 + 1) / 2 of Data1.
-/// Right-tailed: Data1 tends larger; two-tailed: P(|U - E U| >= |U1 - E U|). Beyond about 5e7
-/// table cells (near 400 + 400 at the centre) the tie-corrected normal law is used. Raises
+/// Right-tailed: Data1 tends larger; two-tailed: P(|U - E U| >= |U1 - E U|). Beyond 2^25 table
+/// cells (about 320 + 320 at the centre) the tie-corrected normal law is used. Raises
 /// "MannWhitneyExact: vectors must be real"; an empty sample or NaN data give NaN and hrNan.
 KALIX_EXPORT double MannWhitneyExact(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
                                      THypothesisType hType = htTwoTailed, double Alpha = 0.05);

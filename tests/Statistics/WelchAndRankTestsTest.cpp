@@ -177,6 +177,21 @@ TEST(MannWhitneyExactTies, TiedExactDistributionMatchesCoin) {
   }
 }
 
+TEST(MannWhitneyExactTies, NormalLawBeyondTheTableLimit) {
+  // R: wilcox.test(a, b, exact = FALSE, correct = FALSE), a = 7i mod 23, b = 5i mod 19 + 1.
+  std::vector<double> a, b;
+  for (int i = 1; i <= 400; ++i) {
+    a.push_back((i * 7) % 23);
+    b.push_back((i * 5) % 19 + 1);
+  }
+  THypothesisResult h;
+  double p;
+  EXPECT_CLOSE(87217.0, MannWhitneyExact(Vec(a), Vec(b), h, p), 1e-12);
+  EXPECT_CLOSE(0.02705333773820574, p, 1e-10);
+  MannWhitneyExact(Vec(a), Vec(b), h, p, htRightTailed);
+  EXPECT_CLOSE(0.01352666886910287, p, 1e-10);
+}
+
 TEST(MannWhitneyExactTies, WithoutTiesAgreesWithTheUntiedRecursion) {
   std::vector<double> a, b;
   for (int i = 0; i < 60; ++i) (i % 5 < 2 ? a : b).push_back(std::sin(i * 1.3) + 0.02 * i);
