@@ -20,6 +20,50 @@ namespace {
 // Above this many cells in the (count, sum) table the tie-corrected normal law is used instead.
 constexpr double kMaxTableCells = 32.0 * 1024.0 * 1024.0;  // 256 MiB
 
+struct TShiftJob {
+  const std::int32_t* a;
+  const double* P;
+  double* f;
+  std::size_t N, m, W;
+  double t;
+};
+
+// The table updates of SubsetSumCDF, item by item.
+[[gnu::always_inline]] inline void ShiftTable(const TShiftJob& jb) {
+  const std::int32_t* a = jb.a;
+  const double* P = jb.P;
+  double* f = jb.f;
+  const std::size_t N = jb.N, m = jb.m, W = jb.W;
+  const double t = jb.t;
+  for (std::size_t i = 1; i <= N; ++i) {
+    const std::size_t ai = static_cast<std::size_t>(a[i - 1]);
+    const double rem = static_cast<double>(N - i + 1);
+    const std::size_t jlo = m + i > N ? m + i - N : 0, jhi = std::min(i, m);
+    for (std::size_t j = jhi + 1; j-- > jlo;) {
+      const double hi = std::min(t - (P[i + m - j] - P[i]), P[i] - P[i - j]);
+      if (hi < P[j]) continue;  // nothing in this row can still end at or below T
+      const std::size_t len = static_cast<std::size_t>(hi - P[j]) + 1;
+      const double c0 = (rem - static_cast<double>(m - j)) / rem, c1 = static_cast<double>(m - j + 1) / rem;
+      double* __restrict row = f + j * W;
+      // Sum s of row j sits at s - P[j]; it takes row j-1's sum s - a_i when item i is chosen.
+      // (P[j] - P[j-1] = a_j <= a_i), so index k of row j takes index k - d of row j-1.
+      const std::size_t d = j > 0 ? ai - static_cast<std::size_t>(a[j - 1]) : len;
+      const std::size_t from = std::min(len, d);
+      for (std::size_t k = 0; k < from; ++k) row[k] *= c0;
+      if (from < len) {
+        const double* __restrict prev = f + (j - 1) * W;
+        for (std::size_t k = from; k < len; ++k) row[k] = c0 * row[k] + c1 * prev[k - d];
+      }
+    }
+  }
+}
+
+// Wider vectors where the processor has them (no fused multiply-add, so the same bits).
+#if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__)
+[[gnu::target("avx512f")]] void ShiftAvx512(const TShiftJob& jb) { ShiftTable(jb); }
+[[gnu::target("avx2")]] void ShiftAvx2(const TShiftJob& jb) { ShiftTable(jb); }
+#endif
+
 // P(sum of the scores of a random m-subset <= T) for integer scores a[0] <= ... <= a[N-1], by
 // the shift algorithm (Streitberg & Roehmel 1986, Statistical Software Newsletter 12, 10-17):
 // the joint distribution of (items chosen, score sum) is built one item at a time, each row
@@ -44,27 +88,14 @@ double SubsetSumCDF(std::span<const std::int32_t> a, std::size_t m, std::int64_t
   table->SetZero();
   double* f = table->Span<double>().data();
   f[0] = 1.0;
-  for (std::size_t i = 1; i <= N; ++i) {
-    const std::size_t ai = static_cast<std::size_t>(a[i - 1]);
-    const double rem = static_cast<double>(N - i + 1);
-    const std::size_t jlo = m + i > N ? m + i - N : 0, jhi = std::min(i, m);
-    for (std::size_t j = jhi + 1; j-- > jlo;) {
-      const double hi = std::min(t - (P[i + m - j] - P[i]), P[i] - P[i - j]);
-      if (hi < P[j]) continue;  // nothing in this row can still end at or below T
-      const std::size_t len = static_cast<std::size_t>(hi - P[j]) + 1;
-      const double c0 = (rem - static_cast<double>(m - j)) / rem, c1 = static_cast<double>(m - j + 1) / rem;
-      double* __restrict row = f + j * W;
-      // Sum s of row j sits at s - P[j]; it takes row j-1's sum s - a_i when item i is chosen.
-      // (P[j] - P[j-1] = a_j <= a_i), so index k of row j takes index k - d of row j-1.
-      const std::size_t d = j > 0 ? ai - static_cast<std::size_t>(a[j - 1]) : len;
-      const std::size_t from = std::min(len, d);
-      for (std::size_t k = 0; k < from; ++k) row[k] *= c0;
-      if (from < len) {
-        const double* __restrict prev = f + (j - 1) * W;
-        for (std::size_t k = from; k < len; ++k) row[k] = c0 * row[k] + c1 * prev[k - d];
-      }
-    }
-  }
+  const TShiftJob job{a.data(), P.data(), f, N, m, W, t};
+#if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__)
+  if (__builtin_cpu_supports("avx512f")) ShiftAvx512(job);
+  else if (__builtin_cpu_supports("avx2")) ShiftAvx2(job);
+  else ShiftTable(job);
+#else
+  ShiftTable(job);
+#endif
   const double hiLast = std::min(t, P[N] - P[N - m]);
   double sum = 0.0;
   const double* last = f + m * W;
