@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <vector>
 
 #include "Statistics/Statistics.h"
 #include "core/Sorting.h"
@@ -139,16 +138,27 @@ TKendall KendallCounts(const TVec& X, const TVec& Y) {
   return k;
 }
 
-// P(C <= c) for the number C of concordant pairs among n untied pairs under independence. C is
-// distributed as the number of inversions of a random permutation, whose frequencies follow
-// f_i(c) = sum_{j<i} f_{i-1}(c - j) (Kendall 1938); kept as probabilities, summed directly
-// (no running differences) so the far tail keeps its relative accuracy.
-double ConcordantCDF(std::size_t n, double c) {
-  if (c < 0.0) return 0.0;
-  const std::size_t top = n * (n - 1) / 2;
-  if (c >= static_cast<double>(top)) return 1.0;
-  const std::size_t K = static_cast<std::size_t>(c);
-  std::vector<double> cur(K + 1, 0.0), next(K + 1, 0.0);
+// Tails P(C <= c) and P(C >= c) for the number C of concordant pairs among n untied pairs
+// under independence. C is distributed as the number of inversions of a random permutation,
+// symmetric about n(n-1)/4, whose frequencies follow f_i(c) = sum_{j<i} f_{i-1}(c - j)
+// (Kendall 1938). Only the smaller tail is built, in probabilities, summed directly (no
+// running differences) so that it keeps its relative accuracy far out.
+void ConcordantTails(std::size_t n, double c, double& lower, double& upper) {
+  const double n0 = 0.5 * static_cast<double>(n) * static_cast<double>(n - 1);
+  const bool low = c <= 0.5 * n0;
+  const double k = low ? c : n0 - c;  // P(C >= c) = P(C <= n0 - c)
+  if (k < 0.0) {
+    lower = low ? 0.0 : 1.0;
+    upper = low ? 1.0 : 0.0;
+    return;
+  }
+  const std::size_t K = static_cast<std::size_t>(k);
+  TVecScratch curBuf, nextBuf;
+  curBuf->Size(static_cast<int>(K + 1), mvDouble);
+  nextBuf->Size(static_cast<int>(K + 1), mvDouble);
+  curBuf->SetZero();
+  double* cur = curBuf->Span<double>().data();
+  double* next = nextBuf->Span<double>().data();
   cur[0] = 1.0;
   for (std::size_t i = 2; i <= n; ++i) {
     const double w = 1.0 / static_cast<double>(i);
@@ -159,9 +169,12 @@ double ConcordantCDF(std::size_t n, double c) {
     }
     std::swap(cur, next);
   }
-  double sum = 0.0;
-  for (double v : cur) sum += v;
-  return std::min(sum, 1.0);
+  double tail = 0.0;
+  for (std::size_t s = 0; s <= K; ++s) tail += cur[s];
+  tail = std::min(tail, 1.0);
+  const double other = std::min(1.0, 1.0 - tail + cur[K]);  // the far side includes c itself
+  lower = low ? tail : other;
+  upper = low ? other : tail;
 }
 
 // Variance of S under independence with ties in both rankings (Kendall 1970, Rank Correlation
@@ -178,9 +191,7 @@ double KendallSignif(const TKendall& k, THypothesisType hType) {
   double lower, upper;  // P(S <= s) and P(S >= s)
   if (n < kKendallExactBelow && k.tx.pairs == 0.0 && k.ty.pairs == 0.0) {
     const double n0 = 0.5 * k.n * (k.n - 1.0);
-    const double c = std::round(0.5 * (k.S + n0));  // concordant pairs
-    lower = ConcordantCDF(n, c);
-    upper = ConcordantCDF(n, n0 - c);  // the distribution is symmetric about n0 / 2
+    ConcordantTails(n, std::round(0.5 * (k.S + n0)), lower, upper);  // C = (S + n0) / 2
   } else {
     const double z = k.S / std::sqrt(TiedVarianceOfS(k));
     lower = NormalCDF(z, 0.0, 1.0);

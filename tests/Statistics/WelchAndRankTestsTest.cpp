@@ -52,6 +52,7 @@ INSTANTIATE_TEST_SUITE_P(Precisions, WelchByPrecision, testing::ValuesIn(kRealPr
 // Kendall: R cor.test(x, y, method = "kendall") for each alternative.
 const std::vector<double> kKx{4.2, 1.3, 3.3, 5.9, 2.2, 7.1, 6.4, 0.8, 3.9, 5.0};
 const std::vector<double> kKy{2.0, 1.1, 3.6, 4.4, 0.7, 5.1, 6.0, 1.9, 2.8, 3.0};
+const std::vector<double> kKyNeg{-2.0, -1.1, -3.6, -4.4, -0.7, -5.1, -6.0, -1.9, -2.8, -3.0};  // the other tail
 const std::vector<double> kTx{1, 2, 2, 3, 3, 3, 4, 5, 5, 6, 7, 7};
 const std::vector<double> kTy{2, 1, 3, 3, 2, 4, 4, 6, 5, 5, 7, 6};
 
@@ -78,6 +79,8 @@ TEST_P(KendallByPrecision, ExactAndTiedNormalMatchR) {
       {&kKx, &kKy, htTwoTailed, 0.64444444444444449, 0.0091484788359788016},  // exact
       {&kKx, &kKy, htRightTailed, 0.64444444444444449, 0.0045742394179894008},
       {&kKx, &kKy, htLeftTailed, 0.64444444444444449, 0.99765652557319229},
+      {&kKx, &kKyNeg, htLeftTailed, -0.64444444444444449, 0.0045742394179894008},
+      {&kKx, &kKyNeg, htRightTailed, -0.64444444444444449, 0.99765652557319229},
       {&kTx, &kTy, htTwoTailed, 0.80994501601142566, 0.00055584547248055134},  // ties: normal
       {&kTx, &kTy, htRightTailed, 0.80994501601142566, 0.00027792273624027567},
       {&kTx, &kTy, htLeftTailed, 0.80994501601142566, 0.99972207726375972},
