@@ -414,5 +414,37 @@ KALIX_EXPORT double ShapiroWilks(const TVec& Data, THypothesisResult& hRes, doub
 /// from Royston (1993). Raises "ShapiroFrancia: Data.Complex = true", then "ShapiroFrancia:
 /// Data.Length < 5"; above 5000 values the approximation is extrapolated.
 KALIX_EXPORT double ShapiroFrancia(const TVec& Data, THypothesisResult& hRes, double& Signif, double Alpha = 0.05);
+// ---------------------------------------------------------------- unequal-variance t, rank correlation and k-sample rank tests
+namespace Statistics {
+
+/// Welch's two-sample t test for unequal variances (Welch 1947; Satterthwaite 1946 degrees of
+/// freedom, returned in DF); returns t and an interval for mean(Data1) - mean(Data2), one-sided
+/// intervals as in `tTest`. Raises "tTestWelch: vectors must be real"; a bad Alpha or hType
+/// gives NaN, hrNan and a NaN interval; fewer than two values in a sample give NaN and hrNan.
+KALIX_EXPORT double tTestWelch(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
+                               TTwoElmReal& ConfInt, double& DF, THypothesisType hType = htTwoTailed,
+                               double Alpha = 0.05);
+/// Kendall's tau-b (Knight 1966, O(n log n)) with the exact permutation p-value below 50 pairs
+/// without ties, else the tie-corrected normal law (no continuity correction). Right-tailed
+/// tests positive association. NaN data or fewer than 2 pairs give NaN and hrNan; a bad Alpha
+/// or hType is quiet. Raises "KendallTau: (X.Complex) or (Y.Complex)", then "KendallTau:
+/// X.Length <> Y.Length".
+KALIX_EXPORT void KendallTau(const TVec& X, const TVec& Y, double& Tau, THypothesisResult& hRes, double& Signif,
+                             THypothesisType hType = htTwoTailed, double Alpha = 0.05);
+/// Kruskal-Wallis test (1952) of k samples given as Data plus group numbers (any non-negative
+/// int32 numbers; groups that never occur are ignored), midranks and the tie correction;
+/// returns H with the chi-square(k - 1) p-value. Raises "KruskalWallis: Data.Complex or
+/// GroupIndex.Complex", "KruskalWallis: Data.Length <> GroupIndex.Length", "KruskalWallis:
+/// GroupIndex.IntPrecision <> prInt32", "KruskalWallis: GroupIndex < 0"; NaN data or fewer than
+/// two groups give NaN and hrNan; a bad Alpha is quiet.
+KALIX_EXPORT double KruskalWallis(const TVec& Data, const TVecInt& GroupIndex, THypothesisResult& hRes,
+                                  double& Signif, double Alpha = 0.05);
+/// Exact Mann-Whitney test with ties: the conditional permutation distribution of the midrank
+/// sum (Streitberg & Roehmel 1986 shift algorithm); returns U1 = R1 - n1 (n1 + 1) / 2 of Data1.
+/// Right-tailed: Data1 tends larger; two-tailed: P(|U - E U| >= |U1 - E U|). Beyond 2^25 table
+/// cells (about 320 + 320 at the centre) the tie-corrected normal law is used. Raises
+/// "MannWhitneyExact: vectors must be real"; an empty sample or NaN data give NaN and hrNan.
+KALIX_EXPORT double MannWhitneyExact(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
+                                     THypothesisType hType = htTwoTailed, double Alpha = 0.05);
 
 }  // namespace Statistics

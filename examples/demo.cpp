@@ -179,6 +179,7 @@ void CompareSilverInstruments(const TTable& silver) {
 void DemoFits(const std::string& dir);  // DemoFits.cpp
 void DemoHypothesisTests(const std::string& dir);  // DemoTests.cpp
 void DemoNormality(const std::string& dir);  // DemoNormality.cpp
+void DemoRankTests(const std::string& dir);  // DemoRankTests.cpp
 
 int main(int argc, char** argv) {
   const std::string dir = argc > 1 ? argv[1] : KALIX_DEMO_DATA;
@@ -197,6 +198,7 @@ int main(int argc, char** argv) {
     DemoTimeSeries(dir);
     DemoHypothesisTests(dir);
     DemoNormality(dir);
+    DemoRankTests(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;

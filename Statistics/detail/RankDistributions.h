@@ -18,5 +18,8 @@ KALIX_EXPORT double SignedRankExactCDF(std::span<const double> R, bool Ties, dou
 /// the exact frequency recursion kept in probabilities (no overflow at 500 x 500). NaN for
 /// U > n1 n2, a NaN U or a negative size.
 KALIX_EXPORT double MannWhitneyExactCDF(int n1, int n2, double U);
+/// The same from exact multi-word integer counts throughout (slower; the check of the double
+/// path). NaN beyond C(n1 + n2, n1) = 2^2046.
+KALIX_EXPORT double MannWhitneyExactCDFIntegers(int n1, int n2, double U);
 
 }  // namespace Statistics::detail

@@ -105,3 +105,37 @@ KALIX_FUZZ_ENTRY(Histogram) {
   c.Run("CumulativeHist", [&](TOutputs& o) { CumulativeHist(x, nb, o.Vec(1), o.Vec(0), centres); });
   c.Run("CumulativeHist(bins)", [&](TOutputs& o) { CumulativeHist(x, bins, o.Vec(0)); });
 }
+
+// Welch's t, Kendall's tau, Kruskal-Wallis and the exact rank-sum test with ties.
+KALIX_FUZZ_ENTRY(WelchAndRankTests) {
+  const TVec& x = c.Vec();
+  const TVec& y = c.Vec();
+  const TVecInt& g = c.VecInt();
+  const auto h = c.Enum<THypothesisType>(3);
+  const double alpha = c.Double();
+  c.Run("tTestWelch", [&](TOutputs& o) {
+    THypothesisResult r;
+    double p, df;
+    TTwoElmReal ci;
+    o.Num(tTestWelch(x, y, r, p, ci, df, h, alpha));
+    o.Num(p), o.Num(df), o.Num(ci[0]), o.Num(ci[1]), o.Num(r);
+  });
+  c.Run("KendallTau", [&](TOutputs& o) {
+    THypothesisResult r;
+    double p, tau;
+    KendallTau(x, y, tau, r, p, h, alpha);
+    o.Num(tau), o.Num(p), o.Num(r);
+  });
+  c.Run("KruskalWallis", [&](TOutputs& o) {
+    THypothesisResult r;
+    double p;
+    o.Num(KruskalWallis(x, g, r, p, alpha));
+    o.Num(p), o.Num(r);
+  });
+  c.Run("MannWhitneyExact", [&](TOutputs& o) {
+    THypothesisResult r;
+    double p;
+    o.Num(MannWhitneyExact(x, y, r, p, h, alpha));
+    o.Num(p), o.Num(r);
+  });
+}
