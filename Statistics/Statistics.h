@@ -354,3 +354,6 @@ KALIX_EXPORT void GrubbsTest(const TVec& Data, THypothesisResult& hRes, double& 
 KALIX_EXPORT void BartlettTest(const TMtx& Data, int& NumComp, TVec& Signif, double Alpha = 0.05);
 
 }  // namespace Statistics
+
+// Multivariate analysis and designs beyond principal components.
+#include "Multivariate.h"  // IWYU pragma: export
