@@ -66,7 +66,8 @@ KALIX_EXPORT double HotellingT2(const Kalix::TMtx& Data1, const Kalix::TMtx& Dat
 /// Data) defines: returns M = (N - k) ln|S_p| - sum (n_i - 1) ln|S_i|, with the chi-square
 /// approximation's statistic in *ChiSq (p (p + 1)(k - 1)/2 degrees of freedom), whose p-value
 /// decides, and the F approximation's statistic, degrees of freedom and p-value in *F, *FDf
-/// and *FSignif (Box 1949; Rencher, Methods of Multivariate Analysis, 7.3.2). Raises
+/// and *FSignif (Box 1949; Rencher, Methods of Multivariate Analysis, 7.3.2). NaN data give
+/// NaN and hrNan, a bad Alpha NaN, a NaN Signif and hrNan. Raises
 /// "BoxMTest: Data.Complex = true", "BoxMTest: Groups.Length <> Data.Rows", "BoxMTest: fewer
 /// than 2 groups", "BoxMTest: a group has no more rows than Data.Cols", "BoxMTest: covariance
 /// matrix is singular".
