@@ -448,3 +448,5 @@ KALIX_EXPORT double MannWhitneyExact(const TVec& Data1, const TVec& Data2, THypo
                                      THypothesisType hType = htTwoTailed, double Alpha = 0.05);
 
 }  // namespace Statistics
+// Multivariate analysis and designs beyond principal components.
+#include "Multivariate.h"  // IWYU pragma: export

@@ -1,0 +1,115 @@
+#include <cmath>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace KalixTest;
+using namespace Statistics;
+using Kalix::TMtxFloatPrecision;
+
+TMtx Five(TMtxFloatPrecision p = Kalix::mvDouble) {
+  return Mtx({{1.5, 2, -0.5}, {3, 1, 2.5}, {-1, 0.5, 4}, {2.2, -3, 1}, {0.3, 0.7, 0.9}}, p);
+}
+
+struct TMetricCase {
+  TDistanceMetric metric;
+  double p;
+  bool givenCov;
+  double d10, d20, d21, d34;
+};
+
+// R: X <- matrix(c(1.5,2,-0.5, 3,1,2.5, -1,0.5,4, 2.2,-3,1, 0.3,0.7,0.9), ncol=3, byrow=TRUE)
+// dist(X, method); dist(X)^2; sqrt(mahalanobis(X, X[j,], S)) with S = cov(X) or diag(3)+0.3;
+// 1 - cor(t(X)); Z <- X/sqrt(rowSums(X^2)); 1 - Z %*% t(Z)
+const TMetricCase kMetricCases[] = {
+    {dmEuclidean, 2, false, 3.5, 5.3619026473818039, 4.3011626335213133, 4.1605288125429443},
+    {dmSqEuclidean, 2, false, 12.25, 28.749999999999996, 18.5, 17.310000000000002},
+    {dmCityBlock, 2, false, 5.5, 8.5, 6, 5.7000000000000002},
+    {dmChebyshev, 2, false, 3, 4.5, 4, 3.7000000000000002},
+    {dmMinkowski, 3, false, 3.1539967743316337, 4.7932341017863527, 4.0716264248923597, 3.86001217031072},
+    {dmMahalanobis, 2, false, 2.4894581405454201, 2.8033037728465473, 2.6581864730089864, 2.1443879853163157},
+    {dmMahalanobis, 2, true, 3.2118202741878643, 5.3582204430005929, 4.1326683109609768, 4.1053238861905053},
+    {dmCorrelation, 2, false, 1.4539206495016019, 1.8838515090524255, 1.0156021619853575, 1.4007316022734384},
+    {dmCosine, 2, false, 0.48917053181895398, 1.2360960823249427, 0.55203917992633522, 1.1188965927815371},
+};
+
+class PairwiseDistanceP : public testing::TestWithParam<TMtxFloatPrecision> {};
+
+TEST_P(PairwiseDistanceP, EveryMetricMatchesRAndIsSymmetric) {
+  const double tol = GetParam() == Kalix::mvSingle ? 2e-5 : 1e-13;
+  const TMtx S = Mtx({{1.3, 0.3, 0.3}, {0.3, 1.3, 0.3}, {0.3, 0.3, 1.3}}, GetParam());
+  for (const auto& c : kMetricCases) {
+    SCOPED_TRACE(c.metric);
+    TMtx D;
+    PairwiseDistance(Five(GetParam()), D, c.metric, c.p, c.givenCov ? &S : nullptr);
+    ASSERT_EQ(D.Rows(), 5);
+    ASSERT_EQ(D.Cols(), 5);
+    EXPECT_EQ(D.FloatPrecision(), GetParam());
+    EXPECT_CLOSE(c.d10, D(1, 0), tol);
+    EXPECT_CLOSE(c.d20, D(2, 0), tol);
+    EXPECT_CLOSE(c.d21, D(2, 1), tol);
+    EXPECT_CLOSE(c.d34, D(3, 4), tol);
+    for (int i = 0; i < 5; ++i) {
+      EXPECT_EQ(D(i, i), 0.0);
+      for (int j = 0; j < 5; ++j) EXPECT_EQ(D(i, j), D(j, i));
+    }
+  }
+}
+
+// Two matrices: the cross block of the one-matrix distances of the stacked rows (for
+// Mahalanobis the covariance is estimated from both); rows 0-1 against rows 2-4.
+TEST_P(PairwiseDistanceP, TwoMatricesGiveTheCrossBlock) {
+  const TMtx all = Five(GetParam());
+  const TMtx X = Mtx({{1.5, 2, -0.5}, {3, 1, 2.5}}, GetParam());
+  const TMtx Y = Mtx({{-1, 0.5, 4}, {2.2, -3, 1}, {0.3, 0.7, 0.9}}, GetParam());
+  for (const auto& c : kMetricCases) {
+    if (c.givenCov) continue;
+    SCOPED_TRACE(c.metric);
+    TMtx full, cross;
+    PairwiseDistance(all, full, c.metric, c.p);
+    PairwiseDistance(X, Y, cross, c.metric, c.p);
+    ASSERT_EQ(cross.Rows(), 2);
+    ASSERT_EQ(cross.Cols(), 3);
+    for (int i = 0; i < 2; ++i)
+      for (int j = 0; j < 3; ++j) EXPECT_CLOSE(full(i, j + 2), cross(i, j), 1e-5);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, PairwiseDistanceP, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+TEST(PairwiseDistance, ClosePointsKeepTheirDigitsAndNaNRowsGiveNaN) {
+  // Two rows 1e-9 apart at magnitude 1e3 (many rows, so the vector tiles and their edges run).
+  TMtx X(37, 20);
+  for (int i = 0; i < 37; ++i)
+    for (int k = 0; k < 20; ++k) X(i, k) = 1000.0 + 0.25 * i + 0.01 * k;
+  for (int k = 0; k < 20; ++k) X(36, k) = X(35, k) + (k == 3 ? 1e-9 : 0.0);
+  X(7, 19) = NAN;
+  for (TDistanceMetric m : {dmEuclidean, dmCityBlock, dmChebyshev}) {
+    TMtx D;
+    PairwiseDistance(X, D, m);
+    EXPECT_CLOSE(1e-9, D(35, 36), 1e-7);
+    EXPECT_CLOSE(0.25 * std::sqrt(m == dmEuclidean ? 20.0 : 1.0) * (m == dmCityBlock ? 20 : 1), D(1, 0), 1e-12);
+    EXPECT_TRUE(std::isnan(D(7, 30)) && std::isnan(D(30, 7)) && std::isnan(D(7, 7)));
+    EXPECT_FALSE(std::isnan(D(6, 30)));
+  }
+}
+
+TEST(PairwiseDistance, Messages) {
+  TMtx D;
+  const TMtx X = Five(), C = ComplexMtx(), bad = Mtx({{1, 0}, {0, 1}});
+  const TMtx Y1 = Mtx({{1, 2}}), Ysingle = Five(Kalix::mvSingle);
+  EXPECT_RAISES(PairwiseDistance(C, D, dmMinkowski, -1), "PairwiseDistance: X.Complex = true");
+  EXPECT_RAISES(PairwiseDistance(X, D, dmMahalanobis, 2, &C), "PairwiseDistance: Cov.Complex = true");
+  EXPECT_RAISES(PairwiseDistance(X, C, D), "PairwiseDistance: Y.Complex = true");
+  EXPECT_RAISES(PairwiseDistance(X, Y1, D, TDistanceMetric(99)), "PairwiseDistance: X.Cols <> Y.Cols");
+  EXPECT_RAISES(PairwiseDistance(X, Ysingle, D), "PairwiseDistance: X.FloatPrecision <> Y.FloatPrecision");
+  EXPECT_RAISES(PairwiseDistance(X, D, TDistanceMetric(8)), "PairwiseDistance: Metric out of range");
+  EXPECT_RAISES(PairwiseDistance(X, D, dmMinkowski, NAN), "PairwiseDistance: P <= 0");
+  EXPECT_RAISES(PairwiseDistance(X, D, dmMahalanobis, 2, &bad), "PairwiseDistance: Cov is not Cols x Cols");
+  // Fewer rows than variables: the estimated covariance is singular.
+  EXPECT_RAISES(PairwiseDistance(Mtx({{1, 2, 3}, {4, 5, 7}, {1, 0, 0}}), D, dmMahalanobis),
+                "PairwiseDistance: covariance matrix is singular");
+}
+
+}  // namespace
