@@ -62,19 +62,28 @@ struct TStepCase {
 // R 4.x on mtcars: add1/drop1(test = "F") applied step by step (enter below 0.05, remove
 // above 0.10), and step() for AIC; summary(lm(...))$coefficients of the final model.
 const std::vector<TStepCase> kCases = {
-    {"ForwardF", swForward, swcFTest, true,
+    {"ForwardF",
+     swForward,
+     swcFTest,
+     true,
      {{4, true, 91.3753250037618, 1.29395870135052e-10, 278.321937543343, 73.2173628667772},
       {0, true, 13.2202917448166, 0.00106428178479493, 191.171966255962, 63.1979989461636}},
      {0, 4},
      {39.68626148025295, -1.50779496825980, -3.19097213898375},
      {1.714984011620953, 0.414688288236114, 0.756906491950394}},
-    {"BothF", swBoth, swcFTest, true,
+    {"BothF",
+     swBoth,
+     swcFTest,
+     true,
      {{4, true, 91.3753250037618, 1.29395870135052e-10, 278.321937543343, 73.2173628667772},
       {0, true, 13.2202917448166, 0.00106428178479493, 191.171966255962, 63.1979989461636}},
      {0, 4},
      {39.68626148025295, -1.50779496825980, -3.19097213898375},
      {}},
-    {"BackwardF", swBackward, swcFTest, true,
+    {"BackwardF",
+     swBackward,
+     swcFTest,
+     true,
      {{0, false, 0.0113719235742631, 0.916087375515971, 147.574301225497, 68.9150682646147},
       {6, false, 0.0400306940933227, 0.843258496576124, 147.842824030424, 66.9732418191552},
       {9, false, 0.1066375584664, 0.746958210119913, 148.528284803963, 65.1212642357204},
@@ -85,14 +94,20 @@ const std::vector<TStepCase> kCases = {
      {4, 5, 7},
      {9.61778051456160, -3.91650372494249, 1.22588597158370, 2.93583719188942},
      {6.959592984818246, 0.711201634662253, 0.288669553911072, 1.41090451492715}},
-    {"BothAIC", swBoth, swcAIC, true,
+    {"BothAIC",
+     swBoth,
+     swcAIC,
+     true,
      {{4, true, 91.3753250037618, kNaN, 278.321937543343, 73.2173628667772},
       {0, true, 13.2202917448166, kNaN, 191.171966255962, 63.1979989461636},
       {2, true, kNaN, kNaN, 176.620520198822, 62.6645623851593}},
      {0, 2, 4},
      {38.751787372865536, -0.9416168119907377, -0.0180381021431068, -3.1669731107485815},
      {}},
-    {"BackwardAIC", swBackward, swcAIC, true,
+    {"BackwardAIC",
+     swBackward,
+     swcAIC,
+     true,
      {{0, false, kNaN, kNaN, 147.574301225497, 68.9150682646148},
       {6, false, kNaN, kNaN, 147.842824030424, 66.9732418191552},
       {9, false, kNaN, kNaN, 148.528284803963, 65.1212642357204},
@@ -104,7 +119,10 @@ const std::vector<TStepCase> kCases = {
      {9.61778051456160, -3.91650372494249, 1.22588597158370, 2.93583719188942},
      {}},
     // lm(mpg ~ 0 + ...): sums of squares about 0.
-    {"ForwardFNoConstant", swForward, swcFTest, false,
+    {"ForwardFNoConstant",
+     swForward,
+     swcFTest,
+     false,
      {{3, true, 647.535815696699, 2.44913223058493e-22, 641.545515991719, 97.9406153977995},
       {9, true, 27.9452489722802, 1.03775546495333e-05, 332.147429187139, 78.8749770037212},
       {8, true, 9.54751081866788, 0.00438861027007103, 249.880608160107, 71.7679146762027}},
@@ -145,12 +163,16 @@ void ExpectCase(const TStepCase& c, const TCars& cars, double tol) {
 
 }  // namespace
 
-TEST_P(StepwiseCases, AgainstR) { ExpectCase(GetParam(), LoadCars(), 1e-9); }
+TEST_P(StepwiseCases, AgainstR) {
+  ExpectCase(GetParam(), LoadCars(), 1e-9);
+}
 
 INSTANTIATE_TEST_SUITE_P(Stepwise, StepwiseCases, testing::ValuesIn(kCases),
                          [](const testing::TestParamInfo<TStepCase>& i) { return std::string(i.param.name); });
 
-TEST(Stepwise, SinglePrecision) { ExpectCase(kCases[2], LoadCars(mvSingle), 2e-4); }
+TEST(Stepwise, SinglePrecision) {
+  ExpectCase(kCases[2], LoadCars(mvSingle), 2e-4);
+}
 
 TEST(Stepwise, CollinearColumnNeverEnters) {
   // 2 wt - cyl duplicates what cyl and wt span: backward starts without it, and the path
