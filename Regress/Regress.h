@@ -184,8 +184,9 @@ KALIX_EXPORT void MultiNumericDerive(const TRegressFun& RegressFun, const TVec& 
 
 /// Least-squares fit of Y = RegressFun(B, X) + e by Levenberg-Marquardt (Kalix::Marquardt)
 /// from the start in B, optionally minimising sum Weights[i] * e[i]^2. Derivatives come from
-/// DeriveProc, or central differences (forward with CentralDiff false) when it is empty. B is
-/// overwritten by the estimate (X's precision); YCalc gets the fitted values, Cov the
+/// DeriveProc, or when it is empty numeric differences: forward while the steps change some
+/// parameter by more than 1e-3 of itself, central from then on (forward throughout with
+/// CentralDiff false). B is overwritten by the estimate (X's precision); YCalc gets the fitted values, Cov the
 /// parameters' covariance ResidualVar * (J^T W J)^-1 and BStdDev the square roots of its
 /// diagonal. A model that raises or gives NaN stops the fit with optNaNObjective (NaN at the
 /// start: optBadStart), B holding the best point met; a rank-deficient Jacobian at the end
