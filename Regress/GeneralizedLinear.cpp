@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <boost/math/special_functions/gamma.hpp>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Regress/Regress.h"
@@ -30,30 +32,6 @@ constexpr Eigen::Index kBlockRows = 2048;
 
 enum class TFamily { binomial, poisson };
 
-// The design [1 | A] (or A) read a block of rows at a time in double, whatever A's precision.
-// Accumulating X^T W X over 1e6 rows in single precision would lose the estimate's digits.
-class TDesign {
- public:
-  TDesign(const TMtx& A, bool Constant) : a_(A), constant_(Constant) {}
-  Eigen::Index Rows() const { return a_.Rows(); }
-  Eigen::Index Cols() const { return a_.Cols() + (constant_ ? 1 : 0); }
-  void Block(Eigen::Index r0, Eigen::Index nr, MatrixXd& X) const {
-    X.resize(nr, Cols());
-    const Eigen::Index c0 = constant_ ? 1 : 0, ac = a_.Cols();
-    if (constant_) X.col(0).setOnes();
-    WithPrecision(a_, [&](auto t) {
-      using T = typename decltype(t)::type;
-      const T* a = a_.Span<T>().data();
-      for (Eigen::Index r = 0; r < nr; ++r)
-        for (Eigen::Index c = 0; c < ac; ++c) X(r, c0 + c) = static_cast<double>(a[(r0 + r) * ac + c]);
-    });
-  }
-
- private:
-  const TMtx& a_;
-  bool constant_;
-};
-
 struct TData {
   VectorXd y, m, off;  // response (successes or counts), trials (1 for Poisson), offset
 };
@@ -69,11 +47,23 @@ double UnitDeviance(TFamily f, double y, double m, double mu) {
   return 2 * (YLog(y, m * mu) + YLog(m - y, m * (1 - mu)));
 }
 
+// log(v!) from a table for the small whole counts of most data (lgamma costs as much as the
+// rest of a pass), from lgamma otherwise.
+double LogFactorial(double v) {
+  constexpr int kTable = 1024;
+  static const std::vector<double> table = [] {
+    std::vector<double> t(kTable);
+    for (int k = 0; k < kTable; ++k) t[static_cast<std::size_t>(k)] = boost::math::lgamma(k + 1.0);
+    return t;
+  }();
+  if (v >= 0 && v < kTable && v == std::floor(v)) return table[static_cast<std::size_t>(v)];
+  return boost::math::lgamma(v + 1);
+}
+
 double LogLik(TFamily f, double y, double m, double mu) {
-  using boost::math::lgamma;
-  if (f == TFamily::poisson) return (y > 0 ? y * std::log(mu) : 0.0) - mu - lgamma(y + 1);
+  if (f == TFamily::poisson) return (y > 0 ? y * std::log(mu) : 0.0) - mu - LogFactorial(y);
   const double ly = y > 0 ? y * std::log(mu) : 0.0, lf = m - y > 0 ? (m - y) * std::log1p(-mu) : 0.0;
-  return lgamma(m + 1) - lgamma(y + 1) - lgamma(m - y + 1) + ly + lf;
+  return LogFactorial(m) - LogFactorial(y) - LogFactorial(m - y) + ly + lf;
 }
 
 double Deviance(TFamily f, const TData& d, const VectorXd& mu) {
@@ -82,46 +72,72 @@ double Deviance(TFamily f, const TData& d, const VectorXd& mu) {
   return dev;
 }
 
-// eta = X b + offset.
-VectorXd LinearPredictor(const TDesign& X, const VectorXd& b, const VectorXd& off) {
-  VectorXd eta(X.Rows());
-  MatrixXd blk;
-  for (Eigen::Index r0 = 0; r0 < X.Rows(); r0 += kBlockRows) {
-    const Eigen::Index nr = std::min(kBlockRows, X.Rows() - r0);
-    X.Block(r0, nr, blk);
-    eta.segment(r0, nr) = blk * b + off.segment(r0, nr);
-  }
-  return eta;
-}
+// One pass over the data at the coefficients b (or, for the start, at the eta and mu given):
+// the linear predictor, the fitted values and the deviance, and the weighted normal equations
+// X^T W X b = X^T W z of the next IRLS step at this fit. The rows sqrt(w) [x, z] are packed a
+// block at a time and their Gram matrix taken by the core's product kernel, which hands
+// X^T W X and X^T W z at once; the pass is done before the step is known to be accepted,
+// which a rare step-halving pays for with one wasted Gram.
+struct TPass {
+  double dev = 0, maxAbsEta = 0;
+  MatrixXd XtWX;
+  VectorXd XtWz;
+};
 
-// One IRLS step from the fit mu (eta): returns the new coefficients, and X^T W X in XtWX.
-VectorXd IrlsStep(TFamily f, const TDesign& X, const TData& d, const VectorXd& eta, const VectorXd& mu,
-                  MatrixXd& XtWX, bool& ok) {
-  const Eigen::Index p = X.Cols();
-  XtWX.setZero(p, p);
-  VectorXd XtWz = VectorXd::Zero(p);
-  MatrixXd blk;
-  VectorXd w, z;
-  for (Eigen::Index r0 = 0; r0 < X.Rows(); r0 += kBlockRows) {
-    const Eigen::Index nr = std::min(kBlockRows, X.Rows() - r0);
-    X.Block(r0, nr, blk);
-    w.resize(nr);
-    z.resize(nr);
+template <class T>
+void PassKernel(TFamily f, const TMtx& A, bool Constant, const TData& d, const VectorXd* b, VectorXd& eta,
+                VectorXd& mu, TPass& out) {
+  const Eigen::Index n = A.Rows(), ac = A.Cols(), c0 = Constant ? 1 : 0, p = ac + c0, q = p + 1;
+  const T* a = A.Span<T>().data();
+  out.dev = 0;
+  out.maxAbsEta = 0;
+  out.XtWX.setZero(p, p);
+  out.XtWz.setZero(p);
+  TMtxScratch packed, gram;
+  for (Eigen::Index r0 = 0; r0 < n; r0 += kBlockRows) {
+    const Eigen::Index nr = std::min(kBlockRows, n - r0);
+    packed->Size(static_cast<int>(nr), static_cast<int>(q), mvDouble);
+    double* m = packed->Span<double>().data();
     for (Eigen::Index r = 0; r < nr; ++r) {
       const Eigen::Index i = r0 + r;
+      const T* row = a + i * ac;
+      if (b) {
+        double e = d.off[i] + (Constant ? (*b)[0] : 0.0);
+        for (Eigen::Index j = 0; j < ac; ++j) e += static_cast<double>(row[j]) * (*b)[c0 + j];
+        eta[i] = e;
+        mu[i] = Mean(f, e);
+      }
+      out.dev += UnitDeviance(f, d.y[i], d.m[i], mu[i]);
+      out.maxAbsEta = std::max(out.maxAbsEta, std::fabs(eta[i]));
       // Canonical links: W = m * dmu/deta and z = eta - offset + (y/m - mu) / (dmu/deta).
       const double dmu = f == TFamily::binomial ? mu[i] * (1 - mu[i]) : mu[i];
-      w[r] = d.m[i] * dmu;
-      z[r] = eta[i] - d.off[i] + (d.y[i] / d.m[i] - mu[i]) / dmu;
+      const double sw = std::sqrt(d.m[i] * dmu);
+      const double z = eta[i] - d.off[i] + (d.y[i] / d.m[i] - mu[i]) / dmu;
+      double* dst = m + r * q;
+      if (Constant) dst[0] = sw;
+      for (Eigen::Index j = 0; j < ac; ++j) dst[c0 + j] = sw * static_cast<double>(row[j]);
+      dst[p] = sw * z;
     }
-    XtWX.selfadjointView<Eigen::Lower>().rankUpdate(blk.transpose() * w.cwiseSqrt().asDiagonal());
-    XtWz.noalias() += blk.transpose() * (w.cwiseProduct(z));
+    Mul(*gram, *packed, *packed, opTrans);
+    const Eigen::Map<const Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>> g(
+        gram->Span<double>().data(), q, q);
+    out.XtWX += g.topLeftCorner(p, p);
+    out.XtWz += g.col(p).head(p);
   }
-  XtWX = XtWX.selfadjointView<Eigen::Lower>();
-  Eigen::LDLT<MatrixXd> ldlt(XtWX);
-  const double tiny = 1e-13 * XtWX.diagonal().cwiseAbs().maxCoeff();
+}
+
+void Pass(TFamily f, const TMtx& A, bool Constant, const TData& d, const VectorXd* b, VectorXd& eta, VectorXd& mu,
+          TPass& out) {
+  WithPrecision(A, [&](auto t) { PassKernel<typename decltype(t)::type>(f, A, Constant, d, b, eta, mu, out); });
+}
+
+// The IRLS step's coefficients from the normal equations of a pass; ok false when they are
+// (numerically) singular.
+VectorXd Solve(const TPass& ps, bool& ok) {
+  Eigen::LDLT<MatrixXd> ldlt(ps.XtWX);
+  const double tiny = 1e-13 * ps.XtWX.diagonal().cwiseAbs().maxCoeff();
   ok = ldlt.info() == Eigen::Success && (ldlt.vectorD().array() > tiny).all();
-  return ldlt.solve(XtWz);
+  return ldlt.solve(ps.XtWz);
 }
 
 // Null model: intercept (with Constant) plus offset, or the offset alone.
@@ -146,49 +162,47 @@ struct TGlmOut {
   TVec* YCalc;
 };
 
-void FitGlm(const char* Name, TFamily f, const TDesign& X, const TData& d, bool Constant, int MaxIter,
+void FitGlm(const char* Name, TFamily f, const TMtx& A, const TData& d, bool Constant, int MaxIter,
             double Tolerance, TMtxFloatPrecision prec, TGlmOut out) {
   const std::string pre = std::string(Name) + ": ";
-  const Eigen::Index n = X.Rows(), p = X.Cols();
+  const Eigen::Index n = A.Rows(), p = A.Cols() + (Constant ? 1 : 0);
   // Start from the data themselves (mu between the observations and the mean).
-  VectorXd mu(n), eta(n);
+  VectorXd mu(n), eta(n), muTry(n), etaTry(n);
   for (Eigen::Index i = 0; i < n; ++i) {
     mu[i] = f == TFamily::binomial ? (d.y[i] + 0.5) / (d.m[i] + 1) : d.y[i] + 0.1;
     eta[i] = f == TFamily::binomial ? std::log(mu[i] / (1 - mu[i])) : std::log(mu[i]);
   }
-  double dev = Deviance(f, d, mu);
+  TPass cur, next;
+  Pass(f, A, Constant, d, nullptr, eta, mu, cur);
   VectorXd b = VectorXd::Zero(p);
-  MatrixXd XtWX;
   bool converged = false;
   int it = 0;
   while (it < MaxIter && !converged) {
     ++it;
     bool ok = false;
-    VectorXd bNew = IrlsStep(f, X, d, eta, mu, XtWX, ok);
+    VectorXd bNew = Solve(cur, ok);
     if (!ok) ERaise(pre + "singular design matrix");
-    VectorXd etaNew = LinearPredictor(X, bNew, d.off);
     // Halve the step while the fit is not finite or the deviance rises (the first step
     // starts from the data, not from coefficients, so it is taken as it comes).
-    double devNew = kNaN;
     for (int h = 0; h < 30; ++h) {
-      mu = etaNew.unaryExpr([f](double e) { return Mean(f, e); });
-      devNew = Deviance(f, d, mu);
-      if (std::isfinite(devNew) && (it == 1 || devNew <= dev * (1 + 1e-12) + 1e-12)) break;
+      Pass(f, A, Constant, d, &bNew, etaTry, muTry, next);
+      if (std::isfinite(next.dev) && (it == 1 || next.dev <= cur.dev * (1 + 1e-12) + 1e-12)) break;
       bNew = (b + bNew) / 2;
-      etaNew = LinearPredictor(X, bNew, d.off);
     }
-    if (!std::isfinite(devNew)) ERaise(pre + "the fit is not finite");
-    converged = std::fabs(devNew - dev) <= Tolerance * (std::fabs(devNew) + 0.1);
+    if (!std::isfinite(next.dev)) ERaise(pre + "the fit is not finite");
+    converged = std::fabs(next.dev - cur.dev) <= Tolerance * (std::fabs(next.dev) + 0.1);
     b = bNew;
-    eta = etaNew;
-    dev = devNew;
-    if (f == TFamily::binomial && eta.cwiseAbs().maxCoeff() > kSeparationEta)
+    eta.swap(etaTry);
+    mu.swap(muTry);
+    std::swap(cur, next);
+    if (f == TFamily::binomial && cur.maxAbsEta > kSeparationEta)
       ERaise(pre + "complete or quasi-complete separation: fitted probabilities 0 or 1");
   }
-  // Covariance (X^T W X)^-1 at the final fit.
+  // Covariance (X^T W X)^-1 at the final fit: the last pass formed it.
+  const double dev = cur.dev;
   bool ok = false;
-  IrlsStep(f, X, d, eta, mu, XtWX, ok);
-  MatrixXd cov = ok ? MatrixXd(XtWX.ldlt().solve(MatrixXd::Identity(p, p))) : MatrixXd::Constant(p, p, kNaN);
+  Solve(cur, ok);
+  MatrixXd cov = ok ? MatrixXd(cur.XtWX.ldlt().solve(MatrixXd::Identity(p, p))) : MatrixXd::Constant(p, p, kNaN);
 
   double ll = 0;
   for (Eigen::Index i = 0; i < n; ++i) ll += LogLik(f, d.y[i], d.m[i], mu[i]);
@@ -226,7 +240,10 @@ void FitGlm(const char* Name, TFamily f, const TDesign& X, const TData& d, bool 
 
 VectorXd ToEigen(const TVec& v) {
   VectorXd e(v.Length());
-  for (int i = 0; i < v.Length(); ++i) e[i] = v[i];
+  WithPrecision(v, [&](auto t) {
+    const auto s = v.Span<typename decltype(t)::type>();
+    for (std::size_t i = 0; i < s.size(); ++i) e[static_cast<Eigen::Index>(i)] = static_cast<double>(s[i]);
+  });
   return e;
 }
 
@@ -238,8 +255,11 @@ void CheckGlm(const std::string& pre, const TVec& Y, const TMtx& A, const TVec* 
   if (Y.Length() != A.Rows()) ERaise(pre + "Y.Length <> A.Rows");
   if (Y.FloatPrecision() != A.FloatPrecision()) ERaise(pre + "Y.FloatPrecision <> A.FloatPrecision");
   if (Extra && Extra->Length() != Y.Length()) ERaise(pre + ExtraName + ".Length <> Y.Length");
-  for (int i = 0; i < A.Length(); ++i)
-    if (!std::isfinite(A.Values(i))) ERaise(pre + "A is not finite");
+  const bool finite = WithPrecision(A, [&](auto t) {
+    const auto a = A.Span<typename decltype(t)::type>();
+    return std::all_of(a.begin(), a.end(), [](auto v) { return std::isfinite(v); });
+  });
+  if (!finite) ERaise(pre + "A is not finite");
   if (MaxIter < 1) ERaise(pre + "MaxIter < 1");
   if (!(Tolerance >= 0)) ERaise(pre + "Tolerance < 0");
 }
@@ -257,7 +277,7 @@ void LogisticRegress(const TVec& Y, const TMtx& A, TVec& B, TGLMStats& Stats, TV
     if (!Trials && d.y[i] != 0 && d.y[i] != 1) ERaise(pre + "Y not in {0, 1}");
     if (Trials && !(d.y[i] >= 0 && d.y[i] <= d.m[i])) ERaise(pre + "Y < 0 or Y > Trials");
   }
-  FitGlm("LogisticRegress", TFamily::binomial, TDesign(A, Constant), d, Constant, MaxIter, Tolerance,
+  FitGlm("LogisticRegress", TFamily::binomial, A, d, Constant, MaxIter, Tolerance,
          Y.FloatPrecision(), {B, Stats, BStdDev, Z, PValues, Cov, YCalc});
 }
 
@@ -270,7 +290,7 @@ void PoissonRegress(const TVec& Y, const TMtx& A, TVec& B, TGLMStats& Stats, TVe
     if (!(d.y[i] >= 0 && std::isfinite(d.y[i]))) ERaise(pre + "Y < 0");
     if (!std::isfinite(d.off[i])) ERaise(pre + "Offset is not finite");
   }
-  FitGlm("PoissonRegress", TFamily::poisson, TDesign(A, Constant), d, Constant, MaxIter, Tolerance,
+  FitGlm("PoissonRegress", TFamily::poisson, A, d, Constant, MaxIter, Tolerance,
          Y.FloatPrecision(), {B, Stats, BStdDev, Z, PValues, Cov, YCalc});
 }
 

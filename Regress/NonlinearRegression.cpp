@@ -27,9 +27,9 @@ double StepFor(double b, bool Central, TMtxFloatPrecision p) {
 }
 
 // Column j of the derivatives at each X[i], written by put(i, value).
-template <class Put>
-void DeriveColumn(const TRegressFun& f, std::span<const double> x, std::span<const double> y0,
-                  std::vector<double>& b, std::size_t j, bool Central, TMtxFloatPrecision p, Put put) {
+template <class F, class Put>
+void DeriveColumn(const F& f, std::span<const double> x, std::span<const double> y0, std::vector<double>& b,
+                  std::size_t j, bool Central, TMtxFloatPrecision p, Put put) {
   const double bj = b[j], h = StepFor(bj, Central, p);
   if (Central) {
     for (std::size_t i = 0; i < x.size(); ++i) {
@@ -71,11 +71,14 @@ class TNLinProblem {
     b_ = Pars.ToVector();
     r.Size(static_cast<int>(x_.size()), mvDouble);
     auto rs = r.Span<double>();
+    fr_.resize(x_.size());
     double ss = 0;
     for (std::size_t i = 0; i < x_.size(); ++i) {
-      rs[i] = sw_[i] * (y_[i] - Model(b_, x_[i]));
+      fr_[i] = Model(b_, x_[i]);
+      rs[i] = sw_[i] * (y_[i] - fr_[i]);
       ss += rs[i] * rs[i];
     }
+    br_ = b_;
     if (ss < bestSS_) {
       bestSS_ = ss;
       best_ = b_;
@@ -87,8 +90,16 @@ class TNLinProblem {
     const std::size_t n = x_.size(), p = b_.size();
     J.Size(static_cast<int>(n), static_cast<int>(p), mvDouble);
     auto js = J.Span<double>();
-    fx_.resize(n);
-    for (std::size_t i = 0; i < n; ++i) fx_[i] = Model(b_, x_[i]);
+    const bool central = central_ && NearSolution();
+    // The model at b: the optimiser has nearly always just asked for the residuals there.
+    if (d_ || !central) {
+      if (b_ == br_ && fr_.size() == n) {
+        fx_ = fr_;
+      } else {
+        fx_.resize(n);
+        for (std::size_t i = 0; i < n; ++i) fx_[i] = Model(b_, x_[i]);
+      }
+    }
     if (d_) {
       g_.Size(static_cast<int>(p), mvDouble);
       for (std::size_t i = 0; i < n; ++i) {
@@ -102,16 +113,33 @@ class TNLinProblem {
       }
       return;
     }
-    const TRegressFun model = [this](std::span<const double> b, double x) { return Model(b, x); };
+    const auto model = [this](std::span<const double> b, double x) { return Model(b, x); };
     for (std::size_t k = 0; k < p; ++k)
-      DeriveColumn(model, x_, fx_, b_, k, central_, prec_,
+      DeriveColumn(model, x_, fx_, b_, k, central, prec_,
                    [&](std::size_t i, double v) { js[i * p + k] = -sw_[i] * v; });
   }
 
   const std::vector<double>& Best() const { return best_; }
 
  private:
-  std::vector<double> x_, y_, sw_, b_, fx_, best_;
+  // Forward differences (half the model calls) suffice while the steps are large: their
+  // error only perturbs the path. Once a step changes no parameter by more than kNear of
+  // itself, the fit is in its final, quadratically converging phase, and every later
+  // Jacobian, the one the covariance and the stationarity of the minimiser rest on included,
+  // takes central differences.
+  bool NearSolution() {
+    constexpr double kNear = 1e-3;
+    if (!near_ && bj_.size() == b_.size()) {
+      near_ = true;
+      for (std::size_t j = 0; j < b_.size(); ++j)
+        if (std::fabs(b_[j] - bj_[j]) > kNear * std::fabs(bj_[j])) near_ = false;
+    }
+    bj_ = b_;
+    return near_;
+  }
+
+  std::vector<double> x_, y_, sw_, b_, fx_, best_, fr_, br_, bj_;
+  bool near_ = false;
   const TRegressFun& f_;
   const TDeriveProc& d_;
   bool central_;
@@ -169,9 +197,9 @@ void MultiNumericDerive(const TRegressFun& RegressFun, const TVec& X, std::span<
   for (std::size_t k = 0; k < jac.size(); ++k) Jac.Values(static_cast<int>(k)) = jac[k];
 }
 
-void NLinRegress(const TVec& X, const TVec& Y, const TRegressFun& RegressFun, TVec& B, TNLinStats& Stats,
-                 TVec* YCalc, TMtx* Cov, TVec* BStdDev, const TDeriveProc& DeriveProc, const TVec* Weights,
-                 int MaxIter, double Tolerance, bool CentralDiff) {
+void NLinRegress(const TVec& X, const TVec& Y, const TRegressFun& RegressFun, TVec& B, TNLinStats& Stats, TVec* YCalc,
+                 TMtx* Cov, TVec* BStdDev, const TDeriveProc& DeriveProc, const TVec* Weights, int MaxIter,
+                 double Tolerance, bool CentralDiff) {
   CheckNLin(X, Y, B, Weights, MaxIter, Tolerance);
   const TMtxFloatPrecision prec = X.FloatPrecision();
   const int n = X.Length(), p = B.Length();

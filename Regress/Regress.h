@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <span>
+#include <vector>
 
 #include "../core/KalixCore.h"
 
@@ -183,8 +184,9 @@ KALIX_EXPORT void MultiNumericDerive(const TRegressFun& RegressFun, const TVec& 
 
 /// Least-squares fit of Y = RegressFun(B, X) + e by Levenberg-Marquardt (Kalix::Marquardt)
 /// from the start in B, optionally minimising sum Weights[i] * e[i]^2. Derivatives come from
-/// DeriveProc, or central differences (forward with CentralDiff false) when it is empty. B is
-/// overwritten by the estimate (X's precision); YCalc gets the fitted values, Cov the
+/// DeriveProc, or when it is empty numeric differences: forward while the steps change some
+/// parameter by more than 1e-3 of itself, central from then on (forward throughout with
+/// CentralDiff false). B is overwritten by the estimate (X's precision); YCalc gets the fitted values, Cov the
 /// parameters' covariance ResidualVar * (J^T W J)^-1 and BStdDev the square roots of its
 /// diagonal. A model that raises or gives NaN stops the fit with optNaNObjective (NaN at the
 /// start: optBadStart), B holding the best point met; a rank-deficient Jacobian at the end
@@ -239,5 +241,42 @@ KALIX_EXPORT void PoissonRegress(const TVec& Y, const TMtx& A, TVec& B, TGLMStat
                                  TVec* Z = nullptr, TVec* PValues = nullptr, TMtx* Cov = nullptr,
                                  TVec* YCalc = nullptr, bool Constant = true, const TVec* Offset = nullptr,
                                  int MaxIter = 100, double Tolerance = 1e-12);
+
+// ---------------------------------------------------------------- stepwise regression
+
+/// Direction of a stepwise search: forward from the empty model, backward from the full
+/// model, or both (forward from the empty model, reconsidering every selected column after
+/// each entry).
+enum TStepwiseMethod : int { swForward, swBackward, swBoth };
+/// What decides a step: the partial F test (enter below PEnter, remove above PRemove), or
+/// Akaike's criterion n log(SSE/n) + 2 p of the least-squares fit (the step that lowers it most).
+enum TStepwiseCriterion : int { swcFTest, swcAIC };
+
+/// One step of a stepwise search.
+struct TStepwiseStep {
+  int Column;     ///< column of A entered or removed
+  bool Entered;   ///< true when it entered, false when it was removed
+  double F;       ///< partial F of the column (1 and dfE of the larger model)
+  double PValue;  ///< upper-tail probability of F
+  double SSE;     ///< residual sum of squares after the step
+  double AIC;     ///< n log(SSE/n) + 2 * number of parameters after the step
+};
+
+/// Stepwise least-squares selection of the columns of A for the regression of Y on [1 | A]
+/// (Constant) or A, the cross-product matrix updated by the sweep operator at each step.
+/// Selected gets the chosen columns in increasing order, B the final fit's coefficients
+/// (intercept first, then Selected's columns), Stats its statistics as RegressTest gives
+/// them, BStdDev its standard errors, Path every step taken. A column nearly a linear
+/// combination of those selected (residual sum of squares below 1e-10 of its own) never
+/// enters. Raises "StepwiseRegress: Y.Complex or A.Complex", "StepwiseRegress: Y.Length <>
+/// A.Rows", "StepwiseRegress: Y.FloatPrecision <> A.FloatPrecision", "StepwiseRegress: Y or A
+/// is not finite", "StepwiseRegress: unknown Method", "StepwiseRegress: unknown Criterion",
+/// then for the F test "StepwiseRegress: PEnter or PRemove outside [0, 1]" and
+/// "StepwiseRegress: PEnter > PRemove" (a column could enter and leave for ever).
+KALIX_EXPORT void StepwiseRegress(const TVec& Y, const TMtx& A, TVecInt& Selected, TVec& B, TRegStats& Stats,
+                                  TVec* BStdDev = nullptr, std::vector<TStepwiseStep>* Path = nullptr,
+                                  bool Constant = true, TStepwiseMethod Method = swBoth,
+                                  TStepwiseCriterion Criterion = swcFTest, double PEnter = 0.05,
+                                  double PRemove = 0.10);
 
 }  // namespace Regress

@@ -180,6 +180,7 @@ void DemoFits(const std::string& dir);  // DemoFits.cpp
 void DemoHypothesisTests(const std::string& dir);  // DemoTests.cpp
 void DemoNormality(const std::string& dir);  // DemoNormality.cpp
 void DemoRankTests(const std::string& dir);  // DemoRankTests.cpp
+void DemoRegressionModels(const std::string& dir);  // DemoRegressionModels.cpp
 
 int main(int argc, char** argv) {
   const std::string dir = argc > 1 ? argv[1] : KALIX_DEMO_DATA;
@@ -199,6 +200,7 @@ int main(int argc, char** argv) {
     DemoHypothesisTests(dir);
     DemoNormality(dir);
     DemoRankTests(dir);
+    DemoRegressionModels(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;
