@@ -152,9 +152,10 @@ std::vector<double> HessianStdErrors(cspan x, cspan phi, cspan theta, double mu,
   std::vector<double> b(phi.begin(), phi.end());
   b.insert(b.end(), theta.begin(), theta.end());
   if (fitMean) b.push_back(mu);
+  detail::TARMALikWork work;
   auto f = [&](const std::vector<double>& v) {
     const cspan ph(v.data(), p), th(v.data() + p, q);
-    return detail::ARMALikelihood(x, ph, th, fitMean ? v[p + q] : mu, false).NegLogLik;
+    return detail::ARMALikelihood(x, ph, th, fitMean ? v[p + q] : mu, false, &work).NegLogLik;
   };
   std::vector<double> h(k);
   for (std::size_t i = 0; i < k; ++i) h[i] = 1e-4 * (i < p + q ? 1.0 : scale);
@@ -226,10 +227,11 @@ double MLFit(const std::string& Name, cspan x, TMtxFloatPrecision prec, TVec& Ph
   TARMAFitStats st;
   st.StopReason = optNotStarted;
   if (!u.empty()) {
+    detail::TARMALikWork work;
+    std::vector<double> a, b;
     const TRealFunction fun = [&](const TVec& Pars, const TVec&, TObjConsts) {
-      std::vector<double> a, b;
       model(Pars.Span<double>(), a, b);
-      return detail::ARMALikelihood(x, a, b, Mu, FitMean).NegLogLik / dn;
+      return detail::ARMALikelihood(x, a, b, Mu, FitMean, &work).NegLogLik / dn;
     };
     double fmin = 0;
     TOptStopReason stop = optNotStarted;

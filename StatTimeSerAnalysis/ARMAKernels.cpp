@@ -121,9 +121,11 @@ double TARMAInnovations::Theta(std::size_t n, std::size_t j) const {
 
 bool TARMAInnovations::Extend(std::size_t N) {
   if (N <= rows_ || conv_ <= rows_) return true;
-  th_.resize(N * w_, 0.0);
-  r_.resize(N, 0.0);
   for (std::size_t n = rows_; n < N; ++n) {
+    if (th_.size() < (n + 1) * w_) {  // rows grow geometrically: most models reach the steady state early
+      th_.resize(std::min(N, std::max<std::size_t>(2 * (n + 1), 64)) * w_, 0.0);
+      r_.resize(th_.size() / w_, 0.0);
+    }
     double* row = th_.data() + n * w_;
     const std::size_t width = n < m_ ? n : q_;  // non-zero theta_{n,j}, j = 1 .. width
     for (std::size_t k = n - width; k < n; ++k) {  // theta_{n, n-k}
@@ -152,33 +154,44 @@ bool TARMAInnovations::Extend(std::size_t N) {
 }
 
 void TARMAInnovations::Residuals(std::span<const cspan> xs, std::span<const std::span<double>> es) const {
-  const std::size_t N = xs[0].size();
-  for (std::size_t t = 0; t < N; ++t) {
+  const std::size_t N = xs[0].size(), start = std::min(N, std::max(m_, conv_ == static_cast<std::size_t>(-1) ? N : conv_));
+  for (std::size_t t = 0; t < start; ++t) {
     const bool full = t >= m_;
     const std::size_t width = full ? q_ : t;
+    const double* row = t >= conv_ ? theta_.data() : th_.data() + t * w_;
     for (std::size_t s = 0; s < xs.size(); ++s) {
       const cspan x = xs[s];
       const std::span<double> e = es[s];
       double xhat = 0;
       if (full)
         for (std::size_t i = 1; i <= p_; ++i) xhat += phi_[i - 1] * x[t - i];
-      if (t >= conv_) {
-        for (std::size_t j = 1; j <= width; ++j) xhat += theta_[j - 1] * e[t - j];
-      } else {
-        const double* row = th_.data() + t * w_;
-        for (std::size_t j = 1; j <= width; ++j) xhat += row[j - 1] * e[t - j];
-      }
+      for (std::size_t j = 1; j <= width; ++j) xhat += row[j - 1] * e[t - j];
       e[t] = x[t] - xhat;
+    }
+  }
+  // Steady state: e[t] = x[t] - sum phi_i x[t-i] - sum theta_j e[t-j].
+  const double* ph = phi_.data();
+  const double* th = theta_.data();
+  for (std::size_t s = 0; s < xs.size(); ++s) {
+    const double* x = xs[s].data();
+    double* e = es[s].data();
+    for (std::size_t t = start; t < N; ++t) {
+      double v = x[t];
+      for (std::size_t i = 1; i <= p_; ++i) v -= ph[i - 1] * x[t - i];
+      for (std::size_t j = 1; j <= q_; ++j) v -= th[j - 1] * e[t - j];
+      e[t] = v;
     }
   }
 }
 
 // ---------------------------------------------------------------- likelihood
 
-TARMALik ARMALikelihood(cspan x, cspan phi, cspan theta, double Mu, bool FitMu) {
+TARMALik ARMALikelihood(cspan x, cspan phi, cspan theta, double Mu, bool FitMu, TARMALikWork* Work) {
   const std::size_t n = x.size();
   TARMALik out{kNaN, kNaN, Mu};
-  TARMAInnovations inn;
+  TARMALikWork local;
+  TARMALikWork& w = Work ? *Work : local;
+  TARMAInnovations& inn = w.Innovations;
   if (!inn.Init(phi, theta) || !inn.Extend(n)) {
     out.NegLogLik = std::numeric_limits<double>::infinity();
     return out;
@@ -190,11 +203,13 @@ TARMALik ARMALikelihood(cspan x, cspan phi, cspan theta, double Mu, bool FitMu) 
     for (double v : x) centre += v;
     centre /= static_cast<double>(n);
   }
-  std::vector<double> xc(n), ex(n), ones, e1;
+  std::vector<double>&xc = w.xc, &ex = w.ex, &ones = w.ones, &e1 = w.e1;
+  xc.resize(n);
+  ex.resize(n);
   for (std::size_t t = 0; t < n; ++t) xc[t] = x[t] - centre;
   double sxx = 0, sx1 = 0, s11 = 0, sumlog = 0;
   if (FitMu) {
-    ones.assign(n, 1.0);
+    if (ones.size() != n) ones.assign(n, 1.0);
     e1.resize(n);
     const cspan in[2] = {xc, ones};
     const std::span<double> res[2] = {ex, e1};
@@ -204,7 +219,8 @@ TARMALik ARMALikelihood(cspan x, cspan phi, cspan theta, double Mu, bool FitMu) 
     const std::span<double> res[1] = {ex};
     inn.Residuals(in, res);
   }
-  for (std::size_t t = 0; t < n; ++t) {
+  const std::size_t steady = std::min(n, inn.Steady());
+  for (std::size_t t = 0; t < steady; ++t) {
     const double r = inn.R(t);
     sumlog += std::log(r);
     sxx += ex[t] * ex[t] / r;
@@ -213,6 +229,12 @@ TARMALik ARMALikelihood(cspan x, cspan phi, cspan theta, double Mu, bool FitMu) 
       s11 += e1[t] * e1[t] / r;
     }
   }
+  for (std::size_t t = steady; t < n; ++t) sxx += ex[t] * ex[t];  // r_t = 1 from here on
+  if (FitMu)
+    for (std::size_t t = steady; t < n; ++t) {
+      sx1 += ex[t] * e1[t];
+      s11 += e1[t] * e1[t];
+    }
   double S = sxx;
   if (FitMu) {
     const double shift = sx1 / s11;

@@ -72,6 +72,8 @@ class TARMAInnovations {
   double R(std::size_t n) const { return n >= conv_ ? 1.0 : r_[n]; }
   std::size_t Width() const { return w_; }
   std::size_t M() const { return m_; }
+  /// First row of the steady state (r_n = 1, theta_{n,j} = theta_j), or SIZE_MAX.
+  std::size_t Steady() const { return conv_; }
 
   /// One-step residuals e[t] = x[t] - xhat[t] (5.2.7) of each series in xs (the same length).
   void Residuals(std::span<const cspan> xs, std::span<const std::span<double>> es) const;
@@ -88,10 +90,16 @@ struct TARMALik {
   double Sigma2 = 0;     ///< S / n
   double Mu = 0;         ///< the mean used (given, or its GLS estimate)
 };
+/// Buffers an optimiser reuses between likelihood evaluations (allocation costs more than the
+/// recursion on long series).
+struct TARMALikWork {
+  TARMAInnovations Innovations;
+  std::vector<double> xc, ex, ones, e1;
+};
 /// Exact Gaussian likelihood (5.2.9) of x - Mu; with FitMu the mean is its generalised least
 /// squares estimate (the residuals are linear in the data). Not finite for a model without a
 /// stationary autocovariance.
-TARMALik ARMALikelihood(cspan x, cspan phi, cspan theta, double Mu, bool FitMu);
+TARMALik ARMALikelihood(cspan x, cspan phi, cspan theta, double Mu, bool FitMu, TARMALikWork* Work = nullptr);
 
 /// h-step forecasts of a zero-mean ARIMA with the ARMA (phi, theta) for the differenced series
 /// and the differencing polynomial delta (X_t = Y_t + sum delta_j X_{t-j}): y the differenced
