@@ -192,8 +192,9 @@ TEST(ARMASimulate, SampleACFMatchesTheModelAndPathsAreSeeded) {
 TEST(ARARForecast, AccidentalDeathsWorkedExample) {
   // Brockwell & Davis, Introduction to Time Series and Forecasting, 9.1 (DEATHS.TSM, max lag 26):
   // "the selected memory shortening filter is (1 - .9779B^12)", optimal lags 1, 3, 12, 13, optimal
-  // coefficients .5915, (-).2093, (-).3022, .2970 (read with the whitening filter), WN variance
-  // .12314E+06. The book's fit is printed to within about 1% of ours.
+  // coefficients .5915, .2093, -.3022, .2970 (the lag-3 value and the signs as in the printed
+  // whitening filter 1, -.5915, 0, -.2093, ..., xi_12 = -.6757), WN variance .12314E+06. Our fit
+  // of R's USAccDeaths is within about 1% of the printed one.
   TVec f, se;
   TARARModel m;
   ARARForecast(Vec(kDeaths), f, &se, nullptr, nullptr, 12, 0.05, 26, &m);
