@@ -94,6 +94,34 @@ TEST(ARMAMLFit, LakeHuronAgreesWithR) {
   }
 }
 
+TEST(ARMAMLFit, OrdersOnLhAgreeWithR) {
+  // R: f <- arima(lh, order = o, method = "ML", optim.control = list(reltol = 1e-12)); coef(f); f$loglik; f$sigma2
+  struct Case {
+    int p, q;
+    std::vector<double> coef;  // phi, theta, mean
+    double loglik, sigma2;
+  };
+  const std::vector<Case> cases{
+      {1, 1, {0.45220141340167008, 0.19816800983409594, 2.4100765721434838}, -28.762033197215551, 0.1923121343969755},
+      {0, 2, {0.67316289042532418, 0.37532548184098019, 2.4015516508848371}, -27.530280806951957, 0.18217016463380767},
+      {3, 0, {0.64480200900402307, -0.06338220712783102, -0.21979657863700747, 2.3931193272007749}, -27.092411059536083,
+       0.17866031500858504}};
+  // R's data set lh (48 values).
+  const std::vector<double> lh{2.4, 2.4, 2.4, 2.2, 2.1, 1.5, 2.3, 2.3, 2.5, 2.0, 1.9, 1.7, 2.2, 1.8, 3.2, 3.2,
+                               2.7, 2.2, 2.2, 1.9, 1.9, 1.8, 2.7, 3.0, 2.3, 2.0, 2.0, 2.9, 2.9, 2.7, 2.7, 2.3,
+                               2.6, 2.4, 1.8, 1.7, 1.5, 1.4, 2.1, 3.3, 3.5, 3.5, 3.1, 2.6, 2.1, 3.4, 3.0, 2.9};
+  for (const auto& c : cases) {
+    TVec phi(c.p), theta(c.q);
+    double mu = 0, var = 0;
+    const double ll = ARMAMLFit(Vec(lh), phi, theta, mu, var);
+    for (int j = 0; j < c.p; ++j) EXPECT_NEAR(c.coef[static_cast<std::size_t>(j)], phi[j], 1e-4) << c.p << c.q;
+    for (int j = 0; j < c.q; ++j) EXPECT_NEAR(c.coef[static_cast<std::size_t>(c.p + j)], theta[j], 1e-4) << c.p << c.q;
+    EXPECT_NEAR(c.coef.back(), mu, 1e-4);
+    EXPECT_CLOSE(c.loglik, ll, 1e-6);
+    EXPECT_CLOSE(c.sigma2, var, 1e-5);
+  }
+}
+
 TEST(ARMAMLFit, StartOutsideTheRegionAndNoMean) {
   // A non-stationary, non-invertible start is moved into the region and reaches the same optimum.
   TVec phi(1), theta(1), phi2(1), theta2(1);
@@ -164,6 +192,12 @@ TEST(ARMAForecast, LakeHuronAgreesWithRAndBadAlphaGivesNaNBounds) {
     EXPECT_TRUE(std::isnan(lo[0]));
     EXPECT_EQ(prec, f.FloatPrecision());
   }
+  // A NaN in the data propagates to the forecasts without an error.
+  auto withNaN = kLake;
+  withNaN[50] = std::nan("");
+  TVec f;
+  ARMAForecast(Vec(withNaN), Vec({0.5}), Vec({0.3}), 579, 1, f, nullptr, nullptr, nullptr, 2);
+  EXPECT_TRUE(std::isnan(f[0]) && std::isnan(f[1]));
 }
 
 TEST(ARMASimulate, SampleACFMatchesTheModelAndPathsAreSeeded) {
