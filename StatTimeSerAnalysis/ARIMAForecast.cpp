@@ -20,9 +20,9 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-void Forecast(const std::string& Name, const TVec& Data, const TVec& Phi, const TVec& Theta, double Mu,
-              double Variance, TVec& Fc, TVec* StdErrors, TVec* Lower, TVec* Upper, int Horizon, int d,
-              int SeasonalD, int Period, double Alpha) {
+void Forecast(const std::string& Name, const TVec& Data, const TVec& Phi, const TVec& Theta, double Mu, double Variance,
+              TVec& Fc, TVec* StdErrors, TVec* Lower, TVec* Upper, int Horizon, int d, int SeasonalD, int Period,
+              double Alpha) {
   if (Data.Complex()) ERaise(Name + ": Data.Complex = true");
   if (Phi.Complex() || Theta.Complex()) ERaise(Name + ": Phi.Complex or Theta.Complex");
   if (Data.Length() == 0) ERaise(Name + ": Data.Length = 0");
@@ -99,17 +99,16 @@ void ARMAForecast(const TVec& Data, const TVec& Phi, const TVec& Theta, double M
 void ARIMAForecast(const TVec& Data, const TVec& Phi, const TVec& Theta, double Mu, double Variance, TVec& Fc,
                    TVec* StdErrors, TVec* Lower, TVec* Upper, int Horizon, int d, int SeasonalD, int Period,
                    double Alpha) {
-  Forecast("ARIMAForecast", Data, Phi, Theta, Mu, Variance, Fc, StdErrors, Lower, Upper, Horizon, d, SeasonalD,
-           Period, Alpha);
+  Forecast("ARIMAForecast", Data, Phi, Theta, Mu, Variance, Fc, StdErrors, Lower, Upper, Horizon, d, SeasonalD, Period,
+           Alpha);
 }
 
-void ARMASimulate(const TVec& Phi, const TVec& Theta, double Mu, double Variance, TVec& Results, int BurnIn,
-                  int Seed) {
+void ARMASimulate(const TVec& Phi, const TVec& Theta, double Mu, double Variance, TVec& Results, int BurnIn, int Seed) {
   Simulate("ARMASimulate", Phi, Theta, Mu, Variance, Results, 0, 0, 1, BurnIn, Seed);
 }
 
-void ARIMASimulate(const TVec& Phi, const TVec& Theta, double Mu, double Variance, TVec& Results, int d,
-                   int SeasonalD, int Period, int BurnIn, int Seed) {
+void ARIMASimulate(const TVec& Phi, const TVec& Theta, double Mu, double Variance, TVec& Results, int d, int SeasonalD,
+                   int Period, int BurnIn, int Seed) {
   Simulate("ARIMASimulate", Phi, Theta, Mu, Variance, Results, d, SeasonalD, Period, BurnIn, Seed);
 }
 

@@ -55,7 +55,9 @@ void Innovations(cspan gamma, std::size_t m, std::vector<double>& thetaM, double
   vM = v[m];
 }
 
-void Store(const std::vector<double>& v, TVec& Dst, TMtxFloatPrecision prec) { detail::FromDoubles(v, Dst, prec); }
+void Store(const std::vector<double>& v, TVec& Dst, TMtxFloatPrecision prec) {
+  detail::FromDoubles(v, Dst, prec);
+}
 
 // Hannan-Rissanen on centred data xc; false when the regression is singular.
 bool HannanRissanen(cspan xc, std::size_t p, std::size_t q, std::size_t m, std::vector<double>& phi,
@@ -171,8 +173,7 @@ std::vector<double> HessianStdErrors(cspan x, cspan phi, cspan theta, double mu,
     const auto ii = static_cast<Eigen::Index>(i);
     H(ii, ii) = (at(i, h[i], i, 0) - 2 * f0 + at(i, -h[i], i, 0)) / (h[i] * h[i]);
     for (std::size_t j = 0; j < i; ++j) {
-      const double v = (at(i, h[i], j, h[j]) - at(i, h[i], j, -h[j]) - at(i, -h[i], j, h[j]) +
-                        at(i, -h[i], j, -h[j])) /
+      const double v = (at(i, h[i], j, h[j]) - at(i, h[i], j, -h[j]) - at(i, -h[i], j, h[j]) + at(i, -h[i], j, -h[j])) /
                        (4 * h[i] * h[j]);
       H(ii, static_cast<Eigen::Index>(j)) = H(static_cast<Eigen::Index>(j), ii) = v;
     }
@@ -336,8 +337,8 @@ double ARIMAMLFit(const TVec& Data, TVec& Phi, TVec& Theta, double& Mu, double& 
     y.push_back(v);
   }
   if (!FitMean) Mu = 0;
-  return MLFit("ARIMAMLFit", y, Data.FloatPrecision(), Phi, Theta, Mu, Variance, StdErrors, Stats, FitMean, false,
-               500, 1e-12);
+  return MLFit("ARIMAMLFit", y, Data.FloatPrecision(), Phi, Theta, Mu, Variance, StdErrors, Stats, FitMean, false, 500,
+               1e-12);
 }
 
 }  // namespace StatTimeSerAnalysis

@@ -127,7 +127,7 @@ bool TARMAInnovations::Extend(std::size_t N) {
       r_.resize(th_.size() / w_, 0.0);
     }
     double* row = th_.data() + n * w_;
-    const std::size_t width = n < m_ ? n : q_;  // non-zero theta_{n,j}, j = 1 .. width
+    const std::size_t width = n < m_ ? n : q_;     // non-zero theta_{n,j}, j = 1 .. width
     for (std::size_t k = n - width; k < n; ++k) {  // theta_{n, n-k}
       double s = Kappa(n + 1, k + 1);
       const std::size_t wk = k < m_ ? k : q_;
@@ -154,7 +154,8 @@ bool TARMAInnovations::Extend(std::size_t N) {
 }
 
 void TARMAInnovations::Residuals(std::span<const cspan> xs, std::span<const std::span<double>> es) const {
-  const std::size_t N = xs[0].size(), start = std::min(N, std::max(m_, conv_ == static_cast<std::size_t>(-1) ? N : conv_));
+  const std::size_t N = xs[0].size(),
+                    start = std::min(N, std::max(m_, conv_ == static_cast<std::size_t>(-1) ? N : conv_));
   for (std::size_t t = 0; t < start; ++t) {
     const bool full = t >= m_;
     const std::size_t width = full ? q_ : t;

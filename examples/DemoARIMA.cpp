@@ -20,8 +20,8 @@ void DemoARIMA(const std::string& dir) {
   TARMAFitStats st;
   ARIMAMLFit(y, phi, theta, mu, var, 1, 1, 12, &se, &st);
   const Kalix::TVec &p = phi, &t = theta, &s = se;
-  std::printf("log scale: phi %.3f (se %.3f)  theta %.3f (se %.3f)  sigma^2 %.2e  loglik %.1f  AICc %.1f\n", p[0],
-              s[0], t[0], s[1], var, st.LogLik, st.AICc);
+  std::printf("log scale: phi %.3f (se %.3f)  theta %.3f (se %.3f)  sigma^2 %.2e  loglik %.1f  AICc %.1f\n", p[0], s[0],
+              t[0], s[1], var, st.LogLik, st.AICc);
   ARIMAForecast(y, phi, theta, mu, var, f, &fse, &lo, &hi, 12, 1, 1, 12);
   Kalix::TVec ar;
   ARARForecast(Kalix::TVec(ReadColumns(dir + "/air_passengers.csv").at(2)), ar, nullptr, nullptr, nullptr, 12);
