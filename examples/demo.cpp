@@ -181,6 +181,7 @@ void DemoHypothesisTests(const std::string& dir);  // DemoTests.cpp
 void DemoNormality(const std::string& dir);  // DemoNormality.cpp
 void DemoRankTests(const std::string& dir);  // DemoRankTests.cpp
 void DemoRegressionModels(const std::string& dir);  // DemoRegressionModels.cpp
+void DemoARIMA(const std::string& dir);  // DemoARIMA.cpp
 
 int main(int argc, char** argv) {
   const std::string dir = argc > 1 ? argv[1] : KALIX_DEMO_DATA;
@@ -201,6 +202,7 @@ int main(int argc, char** argv) {
     DemoNormality(dir);
     DemoRankTests(dir);
     DemoRegressionModels(dir);
+    DemoARIMA(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;
