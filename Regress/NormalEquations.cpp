@@ -14,6 +14,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <type_traits>
 
 #include "../core/Dispatch.h"
 #include "../core/LinAlg.h"
@@ -28,9 +29,12 @@ using namespace Kalix;
 using MatD = Eigen::MatrixXd;
 using VecD = Eigen::VectorXd;
 
-// Rows per block: a block of a 16-column double design (128 KB) stays in the second-level
-// cache while the Gram kernel and the products with y read it.
-constexpr std::size_t kBlockRows = 1024;
+// Rows per block: a block of the design (256 KB) stays in the second-level cache while the
+// Gram kernel and the products with y read it.
+template <class T>
+std::size_t BlockRows(std::size_t p) {
+  return std::max<std::size_t>(64, (256 * 1024) / (sizeof(T) * std::max<std::size_t>(p, 1)));
+}
 // Corrections allowed before the design counts as too ill-conditioned for this path.
 constexpr int kMaxSteps = 3;
 
@@ -44,99 +48,185 @@ double ConditionLimit() {
 }
 
 template <class T>
+using RowMatT = Eigen::Matrix<T, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
+template <class T>
+using VecT = Eigen::Matrix<T, Eigen::Dynamic, 1>;
+
+template <class T>
 struct TDesign {
   const T* a;  // n x p, row-major
   const T* y;
   const T* w;  // nullptr: unit weights
   std::size_t n, p;
   bool constant;
-  std::size_t Off() const { return constant ? 1 : 0; }
-  std::size_t Q() const { return p + Off(); }
-  double W(std::size_t i) const { return w ? static_cast<double>(w[i]) : 1.0; }
+  Eigen::Index Off() const { return constant ? 1 : 0; }
+  Eigen::Index Q() const { return static_cast<Eigen::Index>(p) + Off(); }
 };
 
-// Row i of the design times x, the constant (if any) being x[0].
+// ---------------------------------------------------------------- row kernels
+// The passes over the data are bound by memory bandwidth only if their arithmetic runs on
+// wide vectors: a portable x86-64 build has SSE2 alone, so each kernel is also compiled for
+// AVX2 and AVX-512 and chosen at load time. Sums keep a fixed order (no reassociation), so
+// every clone gives the same digits.
+#if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__) && !defined(__SANITIZE_ADDRESS__)
+#define KALIX_WIDE_CLONES __attribute__((target_clones("avx512f", "avx2", "default")))
+#else
+#define KALIX_WIDE_CLONES
+#endif
+
+// su += A^T u and sv += A^T v over the rows of a block of A (row-major, p columns).
 template <class T>
-double Fitted(const TDesign<T>& d, const double* x, std::size_t i) {
-  const T* row = d.a + i * d.p;
-  const double* xs = x + d.Off();
-  double f = d.constant ? x[0] : 0.0;
-  for (std::size_t j = 0; j < d.p; ++j) f += xs[j] * static_cast<double>(row[j]);
+[[gnu::always_inline]] inline void ColumnProductsBody(const T* __restrict a, std::size_t rows, std::size_t p,
+                                                      const T* __restrict u, const T* __restrict v,
+                                                      double* __restrict su, double* __restrict sv) {
+  for (std::size_t r = 0; r < rows; ++r) {
+    const double ur = static_cast<double>(u[r]), vr = static_cast<double>(v[r]);
+    const T* row = a + r * p;
+    for (std::size_t j = 0; j < p; ++j) {
+      const double x = static_cast<double>(row[j]);
+      su[j] += ur * x;
+      sv[j] += vr * x;
+    }
+  }
+}
+
+// Row r of A times beta, with eight partial sums in a fixed order.
+template <class T>
+[[gnu::always_inline]] inline double RowDot(const T* __restrict row, const double* __restrict beta, std::size_t p) {
+  double t[8] = {};
+  std::size_t j = 0;
+  for (; j + 8 <= p; j += 8)
+    for (std::size_t k = 0; k < 8; ++k) t[k] += beta[j + k] * static_cast<double>(row[j + k]);
+  double f = ((t[0] + t[4]) + (t[1] + t[5])) + ((t[2] + t[6]) + (t[3] + t[7]));
+  for (; j < p; ++j) f += beta[j] * static_cast<double>(row[j]);
   return f;
 }
+
+// h += A^T e with e = w (y - b0 - A beta) over a block of rows; returns sum e.
+template <class T>
+[[gnu::always_inline]] inline double ResidualBody(const T* __restrict a, const T* __restrict y, const T* __restrict w,
+                                                  std::size_t rows, std::size_t p, double b0,
+                                                  const double* __restrict beta, double* __restrict h) {
+  double se = 0.0;
+  for (std::size_t r = 0; r < rows; ++r) {
+    const T* row = a + r * p;
+    double e = static_cast<double>(y[r]) - (b0 + RowDot(row, beta, p));
+    if (w) e *= static_cast<double>(w[r]);
+    for (std::size_t j = 0; j < p; ++j) h[j] += e * static_cast<double>(row[j]);
+    se += e;
+  }
+  return se;
+}
+
+// f = b0 + A beta over a block of rows.
+template <class T>
+[[gnu::always_inline]] inline void FittedBody(const T* __restrict a, std::size_t rows, std::size_t p, double b0,
+                                              const double* __restrict beta, T* __restrict f) {
+  for (std::size_t r = 0; r < rows; ++r) f[r] = static_cast<T>(b0 + RowDot(a + r * p, beta, p));
+}
+
+KALIX_WIDE_CLONES void ColumnProducts(const double* a, std::size_t rows, std::size_t p, const double* u,
+                                      const double* v, double* su, double* sv) {
+  ColumnProductsBody(a, rows, p, u, v, su, sv);
+}
+KALIX_WIDE_CLONES void ColumnProducts(const float* a, std::size_t rows, std::size_t p, const float* u,
+                                      const float* v, double* su, double* sv) {
+  ColumnProductsBody(a, rows, p, u, v, su, sv);
+}
+KALIX_WIDE_CLONES double Residual(const double* a, const double* y, const double* w, std::size_t rows, std::size_t p,
+                                  double b0, const double* beta, double* h) {
+  return ResidualBody(a, y, w, rows, p, b0, beta, h);
+}
+KALIX_WIDE_CLONES double Residual(const float* a, const float* y, const float* w, std::size_t rows, std::size_t p,
+                                  double b0, const double* beta, double* h) {
+  return ResidualBody(a, y, w, rows, p, b0, beta, h);
+}
+KALIX_WIDE_CLONES void Fitted(const double* a, std::size_t rows, std::size_t p, double b0, const double* beta,
+                              double* f) {
+  FittedBody(a, rows, p, b0, beta, f);
+}
+KALIX_WIDE_CLONES void Fitted(const float* a, std::size_t rows, std::size_t p, double b0, const double* beta,
+                              float* f) {
+  FittedBody(a, rows, p, b0, beta, f);
+}
+
+// ---------------------------------------------------------------- passes
 
 // G = M^T W M and c = M^T W y, constant first, by blocks of rows: the Gram kernel sums each
 // block of sqrt(w)-scaled rows in the data's precision, and the block sums are added in double
 // (two-level summation). The constant's row and M^T W y are taken from the block while it is
-// in cache, so the data are read from memory once and [1 | A] is never formed.
+// in cache, so the data are read from memory once and [1 | A] is never formed. Rounding here
+// only shapes the preconditioner and the first iterate: the refinement's residuals are exact
+// to double.
 template <class T>
 void FormNormal(const TDesign<T>& d, MatD& G, VecD& c) {
-  const std::size_t p = d.p, off = d.Off(), q = d.Q();
-  G.setZero(static_cast<Eigen::Index>(q), static_cast<Eigen::Index>(q));
-  c.setZero(static_cast<Eigen::Index>(q));
-  VecD sx = VecD::Zero(static_cast<Eigen::Index>(p)), sxy = sx;
+  const auto p = static_cast<Eigen::Index>(d.p), off = d.Off(), q = d.Q();
+  G.setZero(q, q);
+  c.setZero(q);
+  const std::size_t nb = std::min(BlockRows<T>(d.p), d.n);
   TMtxScratch blk, gb;
-  for (std::size_t r0 = 0; r0 < d.n; r0 += kBlockRows) {
-    const std::size_t rows = std::min(kBlockRows, d.n - r0);
-    if (p > 0) {
-      blk->Size(static_cast<int>(rows), static_cast<int>(p), PrecisionOf<T>());
-      T* b = blk->Span<T>().data();
-      const T* src = d.a + r0 * p;
-      if (d.w) {
-        for (std::size_t i = 0; i < rows; ++i) {
-          const T s = std::sqrt(d.w[r0 + i]);
-          for (std::size_t j = 0; j < p; ++j) b[i * p + j] = s * src[i * p + j];
-        }
-      } else {
-        std::copy_n(src, rows * p, b);
+  TVecScratch zbuf;  // sqrt(w) and sqrt(w) * y of a block (ones and y without weights)
+  zbuf->Size(static_cast<int>(2 * nb), PrecisionOf<T>());
+  T* z = zbuf->Span<T>().data();
+  T* zy = z + nb;
+  if (!d.w) std::fill_n(z, nb, T(1));
+  VecD su(p), sv(p);
+  for (std::size_t r0 = 0; r0 < d.n; r0 += nb) {
+    const std::size_t rows = std::min(nb, d.n - r0);
+    const T* y = d.y + r0;
+    if (d.w) {
+      for (std::size_t i = 0; i < rows; ++i) {
+        z[i] = std::sqrt(d.w[r0 + i]);
+        zy[i] = z[i] * y[i];
       }
-      Mul(*gb, *blk, *blk, opTrans);
-      const T* g = gb->Span<T>().data();
-      for (std::size_t i = 0; i < p; ++i)
-        for (std::size_t j = i; j < p; ++j)
-          G(static_cast<Eigen::Index>(off + i), static_cast<Eigen::Index>(off + j)) += static_cast<double>(g[i * p + j]);
+      y = zy;
     }
-    double sw = 0.0, swy = 0.0;
-    sx.setZero();
-    sxy.setZero();
-    for (std::size_t i = r0; i < r0 + rows; ++i) {
-      const double wi = d.W(i), wy = wi * static_cast<double>(d.y[i]);
-      const T* row = d.a + i * p;
-      for (std::size_t j = 0; j < p; ++j) {
-        const double x = static_cast<double>(row[j]);
-        sxy[static_cast<Eigen::Index>(j)] += wy * x;
-        sx[static_cast<Eigen::Index>(j)] += wi * x;
-      }
-      sw += wi;
-      swy += wy;
-    }
-    c.segment(static_cast<Eigen::Index>(off), static_cast<Eigen::Index>(p)) += sxy;
     if (d.constant) {
+      double sw = 0.0, swy = 0.0;
+      for (std::size_t i = 0; i < rows; ++i) {
+        sw += static_cast<double>(z[i]) * static_cast<double>(z[i]);
+        swy += static_cast<double>(z[i]) * static_cast<double>(y[i]);
+      }
       G(0, 0) += sw;
-      G.row(0).segment(1, static_cast<Eigen::Index>(p)) += sx.transpose();
       c(0) += swy;
     }
+    if (p == 0) continue;
+    blk->Size(static_cast<int>(rows), static_cast<int>(p), PrecisionOf<T>());
+    T* b = blk->Span<T>().data();
+    const T* src = d.a + r0 * d.p;
+    if (d.w) {
+      for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t j = 0; j < d.p; ++j) b[i * d.p + j] = z[i] * src[i * d.p + j];
+    } else {
+      std::copy_n(src, rows * d.p, b);
+    }
+    Mul(*gb, *blk, *blk, opTrans);
+    G.block(off, off, p, p) += Eigen::Map<const RowMatT<T>>(gb->Span<T>().data(), p, p).template cast<double>();
+    su.setZero();
+    sv.setZero();
+    ColumnProducts(b, rows, d.p, y, z, su.data(), sv.data());
+    c.segment(off, p) += su;
+    if (d.constant) G.block(0, 1, 1, p) += sv.transpose();
   }
   G.triangularView<Eigen::StrictlyLower>() = G.transpose();
 }
 
-// h = M^T W (y - M x), the residual formed from the data in double.
+// h = M^T W (y - M x), the residual formed from the data in double; each block's sums are
+// added to the total (two-level summation).
 template <class T>
-void NormalResidual(const TDesign<T>& d, const VecD& x, VecD& h, VecD& hb) {
-  const std::size_t p = d.p, off = d.Off();
-  h.setZero(static_cast<Eigen::Index>(d.Q()));
-  hb.resize(h.size());
-  for (std::size_t r0 = 0; r0 < d.n; r0 += kBlockRows) {
-    const std::size_t end = std::min(d.n, r0 + kBlockRows);
+void NormalResidual(const TDesign<T>& d, const VecD& x, VecD& h) {
+  const auto p = static_cast<Eigen::Index>(d.p), off = d.Off();
+  h.setZero(d.Q());
+  VecD hb(p);
+  const double b0 = d.constant ? x(0) : 0.0;
+  const std::size_t nb = BlockRows<T>(d.p);
+  for (std::size_t r0 = 0; r0 < d.n; r0 += nb) {
+    const std::size_t rows = std::min(nb, d.n - r0);
     hb.setZero();
-    double* hs = hb.data() + off;
-    for (std::size_t i = r0; i < end; ++i) {
-      const double e = d.W(i) * (static_cast<double>(d.y[i]) - Fitted(d, x.data(), i));
-      const T* row = d.a + i * p;
-      for (std::size_t j = 0; j < p; ++j) hs[j] += e * static_cast<double>(row[j]);
-      if (d.constant) hb[0] += e;
-    }
-    h += hb;
+    const double se = Residual(d.a + r0 * d.p, d.y + r0, d.w ? d.w + r0 : nullptr, rows, d.p, b0,
+                               x.data() + off, hb.data());
+    if (d.constant) h(0) += se;
+    h.segment(off, p) += hb;
   }
 }
 
@@ -148,7 +238,7 @@ double Condition1(const MatD& U, const MatD& Uinv) {
 
 template <class T>
 bool Solve(const TDesign<T>& d, TVec& B, TVec* YCalc, TMtx* V) {
-  const auto q = static_cast<Eigen::Index>(d.Q());
+  const Eigen::Index q = d.Q();
   MatD G;
   VecD c;
   FormNormal(d, G, c);
@@ -169,13 +259,13 @@ bool Solve(const TDesign<T>& d, TVec& B, TVec* YCalc, TMtx* V) {
   if (!(kappa <= ConditionLimit<T>())) return false;
 
   auto solve = [&](const VecD& rhs) -> VecD { return s.cwiseProduct(llt.solve(s.cwiseProduct(rhs))); };
-  VecD x = solve(c), h, hb;
+  VecD x = solve(c), h;
   // After a correction dx the error left is about kappa^2 u |dx|; stop once that is below the
   // data's resolution (compared in the equilibrated unknowns x / s).
   const double u = std::numeric_limits<T>::epsilon();
   for (int step = 0;; ++step) {
     if (step == kMaxSteps) return false;
-    NormalResidual(d, x, h, hb);
+    NormalResidual(d, x, h);
     const VecD dx = solve(h);
     x += dx;
     if (!x.allFinite()) return false;
@@ -189,8 +279,7 @@ bool Solve(const TDesign<T>& d, TVec& B, TVec* YCalc, TMtx* V) {
   for (Eigen::Index j = 0; j < q; ++j) b[static_cast<std::size_t>(j)] = static_cast<T>(x(j));
   if (YCalc) {
     YCalc->Size(static_cast<int>(d.n), PrecisionOf<T>());
-    auto yc = YCalc->Span<T>();
-    for (std::size_t i = 0; i < d.n; ++i) yc[i] = static_cast<T>(Fitted(d, x.data(), i));
+    Fitted(d.a, d.n, d.p, d.constant ? x(0) : 0.0, x.data() + d.Off(), YCalc->Span<T>().data());
   }
   if (V) {
     const MatD v = s.asDiagonal() * (Uinv * Uinv.transpose()) * s.asDiagonal();
