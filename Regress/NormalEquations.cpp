@@ -26,8 +26,13 @@ namespace Regress::detail {
 namespace {
 
 using namespace Kalix;
-using MatD = Eigen::MatrixXd;
-using VecD = Eigen::VectorXd;
+// Small systems live on the stack (no heap allocation on repeated small calls); larger ones
+// on the heap.
+template <int MaxQ>
+using MatQ = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::ColMajor, MaxQ, MaxQ>;
+template <int MaxQ>
+using VecQ = Eigen::Matrix<double, Eigen::Dynamic, 1, Eigen::ColMajor, MaxQ, 1>;
+constexpr int kSmallQ = 8;
 
 // Rows per block: a block of the design (256 KB) stays in the second-level cache while the
 // Gram kernel and the products with y read it.
@@ -37,6 +42,9 @@ std::size_t BlockRows(std::size_t p) {
 }
 // Corrections allowed before the design counts as too ill-conditioned for this path.
 constexpr int kMaxSteps = 3;
+// Designs narrower than this have their Gram matrix summed in place (the core's product pays
+// a set-up that only wide designs repay).
+constexpr std::size_t kNarrow = 6;
 
 // Largest 1-norm condition number of the equilibrated factor accepted. Rounding in the Gram
 // matrix perturbs V = (M^T M)^-1 by about kappa^2 u relative to V: at most 2e-10 in double,
@@ -158,8 +166,8 @@ KALIX_WIDE_CLONES void Fitted(const float* a, std::size_t rows, std::size_t p, d
 // in cache, so the data are read from memory once and [1 | A] is never formed. Rounding here
 // only shapes the preconditioner and the first iterate: the refinement's residuals are exact
 // to double.
-template <class T>
-void FormNormal(const TDesign<T>& d, MatD& G, VecD& c) {
+template <class T, int MaxQ>
+void FormNormal(const TDesign<T>& d, MatQ<MaxQ>& G, VecQ<MaxQ>& c) {
   const auto p = static_cast<Eigen::Index>(d.p), off = d.Off(), q = d.Q();
   G.setZero(q, q);
   c.setZero(q);
@@ -170,7 +178,7 @@ void FormNormal(const TDesign<T>& d, MatD& G, VecD& c) {
   T* z = zbuf->Span<T>().data();
   T* zy = z + nb;
   if (!d.w) std::fill_n(z, nb, T(1));
-  VecD su(p), sv(p);
+  VecQ<MaxQ> su(p), sv(p);
   for (std::size_t r0 = 0; r0 < d.n; r0 += nb) {
     const std::size_t rows = std::min(nb, d.n - r0);
     const T* y = d.y + r0;
@@ -200,24 +208,36 @@ void FormNormal(const TDesign<T>& d, MatD& G, VecD& c) {
     } else {
       std::copy_n(src, rows * d.p, b);
     }
-    Mul(*gb, *blk, *blk, opTrans);
-    G.block(off, off, p, p) += Eigen::Map<const RowMatT<T>>(gb->Span<T>().data(), p, p).template cast<double>();
+    if (d.p < kNarrow) {
+      // A few products per row: summed here in double, without the product's set-up.
+      double g[kNarrow * kNarrow] = {};
+      for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t j = 0; j < d.p; ++j)
+          for (std::size_t k = j; k < d.p; ++k)
+            g[j * kNarrow + k] += static_cast<double>(b[i * d.p + j]) * static_cast<double>(b[i * d.p + k]);
+      for (std::size_t j = 0; j < d.p; ++j)
+        for (std::size_t k = j; k < d.p; ++k)
+          G(off + static_cast<Eigen::Index>(j), off + static_cast<Eigen::Index>(k)) += g[j * kNarrow + k];
+    } else {
+      Mul(*gb, *blk, *blk, opTrans);
+      G.block(off, off, p, p) += Eigen::Map<const RowMatT<T>>(gb->Span<T>().data(), p, p).template cast<double>();
+    }
     su.setZero();
     sv.setZero();
     ColumnProducts(b, rows, d.p, y, z, su.data(), sv.data());
     c.segment(off, p) += su;
     if (d.constant) G.block(0, 1, 1, p) += sv.transpose();
   }
-  G.triangularView<Eigen::StrictlyLower>() = G.transpose();
+  G.template triangularView<Eigen::StrictlyLower>() = G.transpose();
 }
 
 // h = M^T W (y - M x), the residual formed from the data in double; each block's sums are
 // added to the total (two-level summation).
-template <class T>
-void NormalResidual(const TDesign<T>& d, const VecD& x, VecD& h) {
+template <class T, int MaxQ>
+void NormalResidual(const TDesign<T>& d, const VecQ<MaxQ>& x, VecQ<MaxQ>& h) {
   const auto p = static_cast<Eigen::Index>(d.p), off = d.Off();
   h.setZero(d.Q());
-  VecD hb(p);
+  VecQ<MaxQ> hb(p);
   const double b0 = d.constant ? x(0) : 0.0;
   const std::size_t nb = BlockRows<T>(d.p);
   for (std::size_t r0 = 0; r0 < d.n; r0 += nb) {
@@ -232,41 +252,75 @@ void NormalResidual(const TDesign<T>& d, const VecD& x, VecD& h) {
 
 // 1-norm condition number of an upper-triangular factor from its explicit inverse (cheap
 // beside the pass over the data for the few columns of a regression).
-double Condition1(const MatD& U, const MatD& Uinv) {
+// Inverse of an upper-triangular matrix by back substitution, column by column.
+template <class M>
+M UpperInverse(const M& U) {
+  const Eigen::Index q = U.rows();
+  M inv = M::Zero(q, q);
+  for (Eigen::Index j = 0; j < q; ++j) {
+    inv(j, j) = 1.0 / U(j, j);
+    for (Eigen::Index back = 1; back <= j; ++back) {
+      const Eigen::Index i = j - back;
+      double acc = 0.0;
+      for (Eigen::Index k = i + 1; k <= j; ++k) acc += U(i, k) * inv(k, j);
+      inv(i, j) = -acc / U(i, i);
+    }
+  }
+  return inv;
+}
+
+template <class M>
+double Condition1(const M& U, const M& Uinv) {
   return U.cwiseAbs().colwise().sum().maxCoeff() * Uinv.cwiseAbs().colwise().sum().maxCoeff();
 }
 
-template <class T>
+template <class T, int MaxQ>
 bool Solve(const TDesign<T>& d, TVec& B, TVec* YCalc, TMtx* V) {
   const Eigen::Index q = d.Q();
-  MatD G;
-  VecD c;
-  FormNormal(d, G, c);
+  MatQ<MaxQ> G;
+  VecQ<MaxQ> c;
+  FormNormal<T, MaxQ>(d, G, c);
   if (!G.allFinite() || !c.allFinite()) return false;
   // Equilibration: the condition of the scaled Gram matrix, not the regressors' units,
   // decides the path.
-  VecD s(q);
+  VecQ<MaxQ> s(q);
   for (Eigen::Index j = 0; j < q; ++j) {
     if (!(G(j, j) > 0.0)) return false;
     s(j) = 1.0 / std::sqrt(G(j, j));
   }
-  const MatD Gs = s.asDiagonal() * G * s.asDiagonal();
-  const Eigen::LLT<MatD, Eigen::Upper> llt(Gs);
+  const MatQ<MaxQ> Gs = s.asDiagonal() * G * s.asDiagonal();
+  const Eigen::LLT<MatQ<MaxQ>, Eigen::Upper> llt(Gs);
   if (llt.info() != Eigen::Success) return false;
-  const MatD U = llt.matrixU();
-  const MatD Uinv = U.triangularView<Eigen::Upper>().solve(MatD::Identity(q, q));
+  const MatQ<MaxQ> U = llt.matrixU();
+  const MatQ<MaxQ> Uinv = UpperInverse(U);
   const double kappa = Condition1(U, Uinv);
   if (!(kappa <= ConditionLimit<T>())) return false;
 
-  auto solve = [&](const VecD& rhs) -> VecD { return s.cwiseProduct(llt.solve(s.cwiseProduct(rhs))); };
-  VecD x = solve(c), h;
+  // x = S U^-1 U^-T S rhs by the explicit inverse: for the few unknowns of a regression two
+  // triangular products cost less than the solver's set-up, and the refinement absorbs the
+  // difference in rounding.
+  auto solve = [&](const VecQ<MaxQ>& rhs) -> VecQ<MaxQ> {
+    VecQ<MaxQ> t(q), out(q);
+    for (Eigen::Index i = 0; i < q; ++i) {
+      double acc = 0.0;
+      for (Eigen::Index k = 0; k <= i; ++k) acc += Uinv(k, i) * s(k) * rhs(k);
+      t(i) = acc;
+    }
+    for (Eigen::Index i = 0; i < q; ++i) {
+      double acc = 0.0;
+      for (Eigen::Index k = i; k < q; ++k) acc += Uinv(i, k) * t(k);
+      out(i) = s(i) * acc;
+    }
+    return out;
+  };
+  VecQ<MaxQ> x = solve(c), h;
   // After a correction dx the error left is about kappa^2 u |dx|; stop once that is below the
   // data's resolution (compared in the equilibrated unknowns x / s).
   const double u = std::numeric_limits<T>::epsilon();
   for (int step = 0;; ++step) {
     if (step == kMaxSteps) return false;
-    NormalResidual(d, x, h);
-    const VecD dx = solve(h);
+    NormalResidual<T, MaxQ>(d, x, h);
+    const VecQ<MaxQ> dx = solve(h);
     x += dx;
     if (!x.allFinite()) return false;
     const double change = dx.cwiseQuotient(s).cwiseAbs().maxCoeff();
@@ -282,7 +336,7 @@ bool Solve(const TDesign<T>& d, TVec& B, TVec* YCalc, TMtx* V) {
     Fitted(d.a, d.n, d.p, d.constant ? x(0) : 0.0, x.data() + d.Off(), YCalc->Span<T>().data());
   }
   if (V) {
-    const MatD v = s.asDiagonal() * (Uinv * Uinv.transpose()) * s.asDiagonal();
+    const MatQ<MaxQ> v = s.asDiagonal() * (Uinv * Uinv.transpose()) * s.asDiagonal();
     V->Size(static_cast<int>(q), static_cast<int>(q), PrecisionOf<T>());
     auto out = V->Span<T>();
     for (Eigen::Index i = 0; i < q; ++i)
@@ -305,7 +359,7 @@ bool NormalEquationsSolve(const TVec& Y, const TMtx& A, const TVec* Weights, boo
     using T = typename decltype(t)::type;
     const TDesign<T> d{A.Span<T>().data(), Y.Span<T>().data(), Weights ? Weights->Span<T>().data() : nullptr,
                        static_cast<std::size_t>(A.Rows()), static_cast<std::size_t>(A.Cols()), Constant};
-    return Solve(d, B, YCalc, V);
+    return q <= kSmallQ ? Solve<T, kSmallQ>(d, B, YCalc, V) : Solve<T, Eigen::Dynamic>(d, B, YCalc, V);
   });
 }
 
