@@ -187,3 +187,23 @@ void BM_ReadYardstick_1e6x32(benchmark::State& state) {
 BENCHMARK(BM_ReadYardstick_1e6x32)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+namespace {
+
+// Percentile of 1e7 right after a large regression (other scratch sizes, other data in
+// cache) against back-to-back calls (BM_Percentile_1e7): the cost of a cold first call.
+void BM_Percentile_1e7_AfterOtherWork(benchmark::State& state) {
+  static const Kalix::TVec x = KalixBench::UniformVec(10'000'000, -500.0, 500.0);
+  const TTall& d = Tall();
+  Kalix::TVec b, yc;
+  Kalix::TMtx v;
+  for (auto _ : state) {
+    state.PauseTiming();
+    Regress::MulLinRegress(d.y, d.A, b, true, &yc, &v);
+    state.ResumeTiming();
+    benchmark::DoNotOptimize(Statistics::Percentile(x, 0.3, Statistics::pctMethodNPlus));
+  }
+}
+BENCHMARK(BM_Percentile_1e7_AfterOtherWork)->Unit(benchmark::kMillisecond);
+
+}  // namespace
