@@ -9,6 +9,7 @@
 
 #include "Regress/Regress.h"
 #include "Regress/detail/IndexSum.h"
+#include "Regress/detail/LeastSquaresPaths.h"
 
 namespace Regress {
 
@@ -122,10 +123,15 @@ void NormalInverse(const TMtx& M, TMtx& R, TMtx& V) {
 }
 
 void SolveLeastSquares(const TMtx& M, const TVec& y, TVec& B, TRegSolveMethod Method, TVec* YCalc, TMtx* V) {
-  // The QR solve hands back its triangular factor, so V costs no second pass over M.
+  // The QR solve hands back its triangular factor, so V costs no second pass over M, and its
+  // condition decides whether the solution is refined in extended precision.
   TMtxScratch r;
+  bool refinedV = false;
   switch (Method) {
-    case regSolveLQR: LQRSolve(B, M, y, V ? &*r : nullptr); break;
+    case regSolveLQR:
+      LQRSolve(B, M, y, &*r);
+      refinedV = detail::RefineIllConditioned(M, y, *r, B, V);
+      break;
     case regSolveSVD: {
       TVecScratch sv;
       SVDSolve(B, M, y, *sv, 1e-9);
@@ -135,7 +141,7 @@ void SolveLeastSquares(const TMtx& M, const TVec& y, TVec& B, TRegSolveMethod Me
     default: ERaise("MulLinRegress: unknown SolveMethod");
   }
   if (YCalc) Mul(*YCalc, M, B);
-  if (V) NormalInverse(M, *r, *V);
+  if (V && !refinedV) NormalInverse(M, *r, *V);
 }
 
 // Multiplies row i of M by s[i].
@@ -291,6 +297,8 @@ void MulLinRegress(const TVec& Y, const TMtx& A, TVec& B, bool Constant, TVec* Y
   // Deliberate: the lower-case "y" of both texts.
   if (Y.FloatPrecision() != A.FloatPrecision()) ERaise("MulLinRegress: y.FloatPrecision <> A.FloatPrecision");
   if (Y.Length() != A.Rows()) ERaise("MulLinRegress: y.Length <> A.Rows");
+  // QR's least-squares solution, reached through the Gram matrix when the design allows.
+  if (SolveMethod == regSolveLQR && detail::NormalEquationsSolve(Y, A, nullptr, Constant, B, YCalc, V)) return;
   if (!Constant) {
     SolveLeastSquares(A, Y, B, SolveMethod, YCalc, V);
     return;
@@ -307,6 +315,7 @@ void MulLinRegress(const TVec& Y, const TMtx& A, TVec& B, const TVec& Weights, b
     ERaise("MulLinRegress: Y.FloatPrecision <> Weights.FloatPrecision");
   // Deliberate: Y against A.Rows and the length of Weights are not compared here; the core's
   // element-wise product and solver refuse a mismatch with their own messages.
+  if (SolveMethod == regSolveLQR && detail::NormalEquationsSolve(Y, A, &Weights, Constant, B, YCalc, V)) return;
   const double sw = Sum(Weights);
   TVecScratch s, ys;
   TMtxScratch m;
