@@ -106,7 +106,9 @@ void TBuffer::Reserve(std::size_t Bytes, std::size_t Keep) {
     fresh.data_ = AlignUp(p, kAlign);
     fresh.capacity_ = Bytes;
   }
-  if (Keep > 0 && data_ != nullptr) std::memcpy(fresh.data_, data_, std::min(Keep, capacity_));
+  // A borrowed buffer reports no capacity; what it holds is in blockBytes_.
+  const std::size_t held = Borrowed() ? blockBytes_ : capacity_;
+  if (Keep > 0 && data_ != nullptr) std::memcpy(fresh.data_, data_, std::min(Keep, held));
   *this = std::move(fresh);
 }
 

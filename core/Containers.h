@@ -67,6 +67,11 @@ class KALIX_EXPORT TBuffer {
   void Reserve(std::size_t Bytes, std::size_t Keep);
   /// Frees the storage.
   void Release() noexcept;
+  /// Points at Bytes of memory the caller owns (not copied, never freed here). The buffer
+  /// reports no capacity, so any later sizing moves it into storage of its own.
+  void Borrow(const void* Data, std::size_t Bytes) noexcept;
+  /// True while the buffer points at borrowed memory.
+  bool Borrowed() const noexcept { return block_ == nullptr && data_ != nullptr; }
 
  private:
   std::byte* data_ = nullptr;
@@ -204,6 +209,8 @@ class KALIX_EXPORT TDenseKalix : public TKalix {
   void SetVal(double v);
   /// Copies every element into a std::vector<double> (real parts for complex data).
   std::vector<double> ToVector() const;
+  /// True for a read-only view made by TVec::View or TMtx::View (see there).
+  bool IsView() const noexcept { return buf_.Borrowed(); }
 
  protected:
   TDenseKalix(TKalixType t, TMtxFloatPrecision p) noexcept : TKalix(t, p) {}
@@ -285,6 +292,13 @@ class KALIX_EXPORT TVec : public TDenseKalix {
   void Copy(const TDenseKalix& Src);
   /// Copies Len elements of Src starting at SrcIndex into this vector starting at DstIndex.
   void Copy(const TDenseKalix& Src, int SrcIndex, int DstIndex, int Len);
+  /// A read-only view of N elements of precision p at Data, memory the caller owns: nothing
+  /// is copied or freed. Pass it only where a routine takes a const vector, and keep the memory
+  /// alive and unchanged while the routine runs; copies of the view own their elements, and
+  /// sizing the view moves it into storage of its own. Data must be aligned to
+  /// ViewAlignment() bytes. Raises "View: N < 0", "View: FloatPrecision is not a valid
+  /// precision", then "View: Data is not aligned to ViewAlignment()".
+  static TVec View(const void* Data, int N, TMtxFloatPrecision p = mvDouble);
 };
 
 /// Row-major matrix of real or complex numbers in single or double precision.
@@ -343,6 +357,9 @@ class KALIX_EXPORT TMtx : public TDenseKalix {
   void SetRow(const TVec& Src, int r);
   /// Writes Src (length Rows) into column c.
   void SetCol(const TVec& Src, int c);
+  /// A read-only view of a row-major Rows x Cols block at Data, on the terms of TVec::View.
+  /// Raises "View: Rows < 0 or Cols < 0", "View: too many elements", then TVec::View's texts.
+  static TMtx View(const void* Data, int Rows, int Cols, TMtxFloatPrecision p = mvDouble);
 
  private:
   void CheckRC(int r, int c) const {
@@ -440,6 +457,9 @@ class KALIX_EXPORT TVecInt : public TKalixInt {
   void SetZero() noexcept;
   void SetVal(int v);
   std::vector<int> ToVector() const;
+  /// A read-only view of N 32-bit integers at Data, on the terms of TVec::View.
+  static TVecInt View(const std::int32_t* Data, int N);
+  bool IsView() const noexcept { return buf_.Borrowed(); }
 
  private:
   template <class T>
@@ -480,6 +500,10 @@ inline TIntRef& TIntRef::operator=(int v) {
   owner_.Put(index_, v);
   return *this;
 }
+
+/// Alignment in bytes that the data of a view must have: what the library's vector kernels
+/// assume of every buffer (16 in a portable x86-64 build, more with wider vector units).
+KALIX_EXPORT std::size_t ViewAlignment() noexcept;
 
 /// Owned list of vectors.
 class KALIX_EXPORT TVecList {

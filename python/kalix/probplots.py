@@ -1,0 +1,2 @@
+"""Data of probability plots."""
+from ._kalix.probplots import *  # noqa: F401,F403

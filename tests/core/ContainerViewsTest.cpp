@@ -1,0 +1,63 @@
+#include <cstdint>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+using namespace Kalix;
+using namespace KalixTest;
+
+namespace {
+
+// 64-byte aligned storage, so a view is accepted whatever ViewAlignment() is in this build.
+struct alignas(64) TBlock {
+  double d[8] = {4, 1, 3, 2, 8, 6, 5, 7};
+};
+
+TEST(ContainerViews, ReadInPlaceAndDetachOnSizing) {
+  TBlock b;
+  const TVec v = TVec::View(b.d, 4);
+  EXPECT_TRUE(v.IsView());
+  EXPECT_EQ(b.d, v.data());
+  EXPECT_EQ(10.0, Sum(v));
+  b.d[0] = 40;  // read in place, not copied
+  EXPECT_EQ(46.0, Sum(v));
+  TVec copy = v;  // copies own their elements
+  EXPECT_FALSE(copy.IsView());
+  EXPECT_NE(b.d, copy.data());
+  TVec grown = TVec::View(b.d, 3);
+  grown.Resize(5);  // sizing moves the view into storage of its own, keeping its elements
+  EXPECT_FALSE(grown.IsView());
+  EXPECT_EQ(std::vector<double>({40, 1, 3, 0, 0}), grown.ToVector());
+  EXPECT_EQ(40.0, b.d[0]);
+  EXPECT_EQ(2.0, b.d[3]);  // the caller's memory is never written
+  const TMtx m = TMtx::View(b.d, 2, 4);
+  EXPECT_EQ(8.0, m(1, 0));
+  EXPECT_TRUE(m.IsView());
+}
+
+TEST(ContainerViews, SinglePrecisionAndIntegers) {
+  alignas(64) float f[4] = {1.5F, 2.5F, 3.5F, 4.5F};
+  const TVec v = TVec::View(f, 4, mvSingle);
+  EXPECT_EQ(mvSingle, v.FloatPrecision());
+  EXPECT_EQ(2.5, v[1]);
+  alignas(64) std::int32_t k[3] = {2, 0, 1};
+  const TVecInt g = TVecInt::View(k, 3);
+  EXPECT_TRUE(g.IsView());
+  EXPECT_EQ(1, g[2]);
+}
+
+TEST(ContainerViews, RefusedArguments) {
+  TBlock b;
+  EXPECT_RAISES(TVec::View(b.d, -1), "View: N < 0");
+  EXPECT_RAISES(TVec::View(b.d, 2, static_cast<TMtxFloatPrecision>(9)),
+                "View: FloatPrecision is not a valid precision");
+  EXPECT_RAISES(TMtx::View(b.d, -1, 2), "View: Rows < 0 or Cols < 0");
+  EXPECT_RAISES(TMtx::View(b.d, 1 << 16, 1 << 16), "View: too many elements");
+  if (ViewAlignment() > 1) {
+    const auto* odd = reinterpret_cast<const char*>(b.d) + 1;
+    EXPECT_RAISES(TVec::View(odd, 2), "View: Data is not aligned to ViewAlignment()");
+  }
+  EXPECT_EQ(0, TVec::View(nullptr, 0).Length());  // an empty view needs no memory
+}
+
+}  // namespace
