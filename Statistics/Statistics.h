@@ -414,6 +414,9 @@ KALIX_EXPORT double ShapiroWilks(const TVec& Data, THypothesisResult& hRes, doub
 /// from Royston (1993). Raises "ShapiroFrancia: Data.Complex = true", then "ShapiroFrancia:
 /// Data.Length < 5"; above 5000 values the approximation is extrapolated.
 KALIX_EXPORT double ShapiroFrancia(const TVec& Data, THypothesisResult& hRes, double& Signif, double Alpha = 0.05);
+
+}  // namespace Statistics
+
 // ---------------------------------------------------------------- unequal-variance t, rank correlation and k-sample rank tests
 namespace Statistics {
 
