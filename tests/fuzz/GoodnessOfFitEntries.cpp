@@ -1,0 +1,70 @@
+// Fuzz entries of the goodness-of-fit and normality tests (Statistics namespace).
+#include "FuzzHarness.h"
+
+using namespace KalixFuzz;
+using namespace Statistics;
+
+KALIX_FUZZ_ENTRY(EmpiricalCDF) {
+  const TVec& x = c.Vec();
+  const double pts[] = {c.Double(), c.Double(), 0.5};
+  c.Run("EmpiricalCDF", [&](TOutputs& o) { EmpiricalCDF(x, o.Vec(0), o.Vec(1)); });
+  c.Run("EmpiricalCDF(points)", [&](TOutputs& o) { EmpiricalCDF(x, pts, o.Vec(0)); });
+}
+
+KALIX_FUZZ_ENTRY(GOFKolmogorov) {
+  const TVec& x = c.Vec();
+  const TVec& y = c.Vec();
+  const auto t = c.Enum<THypothesisType>(3);
+  const double alpha = c.Double();
+  c.Run("GOFKolmogorov", [&](TOutputs& o) {
+    THypothesisResult h;
+    double p;
+    o.Num(GOFKolmogorov(x, h, p, t, alpha));
+    o.Num(p), o.Num(h);
+  });
+  c.Run("GOFKolmogorov(two samples)", [&](TOutputs& o) {
+    THypothesisResult h;
+    double p;
+    o.Num(GOFKolmogorov(x, y, h, p, t, alpha));
+    o.Num(p), o.Num(h);
+  });
+}
+
+KALIX_FUZZ_ENTRY(GOFChi2Test) {
+  const TVec& obs = c.Vec();
+  const TVec& e = c.Vec();
+  const int k = c.Count();
+  const double alpha = c.Double();
+  c.Run("GOFChi2Test", [&](TOutputs& o) {
+    THypothesisResult h;
+    double p;
+    int small = 0;
+    o.Num(GOFChi2Test(obs, e, h, p, small, k, alpha));
+    o.Num(p), o.Num(h), o.Num(small);
+  });
+}
+
+KALIX_FUZZ_ENTRY(NormalityTests) {
+  const TVec& x = c.Vec();
+  const double mu = c.Double(), sigma = c.Double(), alpha = c.Double();
+  using TFn = double (*)(const TVec&, THypothesisResult&, double&, double);
+  const std::pair<const char*, TFn> tests[] = {{"GOFLillieTest", GOFLillieTest},
+                                               {"AndersonDarling", AndersonDarling},
+                                               {"GOFBeraJarqueTest", GOFBeraJarqueTest},
+                                               {"ShapiroWilks", ShapiroWilks},
+                                               {"ShapiroFrancia", ShapiroFrancia}};
+  for (const auto& [name, f] : tests) {
+    c.Run(name, [&](TOutputs& o) {
+      THypothesisResult h;
+      double p;
+      o.Num(f(x, h, p, alpha));
+      o.Num(p), o.Num(h);
+    });
+  }
+  c.Run("AndersonDarling(specified)", [&](TOutputs& o) {
+    THypothesisResult h;
+    double p;
+    o.Num(AndersonDarling(x, mu, sigma, h, p, alpha));
+    o.Num(p), o.Num(h);
+  });
+}
