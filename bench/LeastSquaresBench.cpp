@@ -131,6 +131,28 @@ void BM_Small_RegressTest_20(benchmark::State& state) {
 }
 BENCHMARK(BM_Small_RegressTest_20);
 
+// RegressTest's arithmetic by a plain loop: SST, SSE and the F test's tail from the core's FCDF.
+void BM_Small_PlainLoopRegressTest_20(benchmark::State& state) {
+  static const TSmall d;
+  Kalix::TVec b, yc;
+  Regress::MulLinRegress(d.y, d.A, b, true, &yc);
+  const double* y = d.y.Span<double>().data();
+  const double* f = yc.Span<double>().data();
+  for (auto _ : state) {
+    double m = 0.0;
+    for (int i = 0; i < 20; ++i) m += y[i];
+    m /= 20.0;
+    double sst = 0.0, sse = 0.0;
+    for (int i = 0; i < 20; ++i) {
+      sst += (y[i] - m) * (y[i] - m);
+      sse += (y[i] - f[i]) * (y[i] - f[i]);
+    }
+    const double F = (16.0 / 3.0) * ((sst - sse) / sse);
+    benchmark::DoNotOptimize(1.0 - Kalix::FCDF(F, 3, 16));
+  }
+}
+BENCHMARK(BM_Small_PlainLoopRegressTest_20);
+
 void BM_Small_Percentile_20(benchmark::State& state) {
   static const Kalix::TVec x = KalixBench::UniformVec(20);
   for (auto _ : state) benchmark::DoNotOptimize(Statistics::Percentile(x, 0.3, Statistics::pctMethodNPlus));
