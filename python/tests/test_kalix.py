@@ -336,6 +336,9 @@ def test_inputs_read_in_place_and_never_changed():
     strided = np.repeat(X, 2)[::2]  # not contiguous: copied, same answer
     assert statistics.percentile(strided, 0.3) == statistics.percentile(X, 0.3)
     assert strided.ctypes.data not in kalix._kalix._debug_views()
+    odd = np.concatenate([[0.0], X])[1:]  # contiguous but 8 bytes off the vector alignment: copied
+    assert odd.ctypes.data % kalix.view_alignment() != 0
+    assert statistics.percentile(odd, 0.3) == statistics.percentile(X, 0.3)
     m = np.asfortranarray(A)
     assert np.array_equal(statistics.covariance(m), statistics.covariance(A))
 
