@@ -126,6 +126,10 @@ InInt ArgInt(py::handle obj, const char* name) {
   const char kind = a.dtype().kind();
   if (kind != 'i' && kind != 'u' && kind != 'b') TypeError(name, "must hold integers, not dtype " + std::string(py::str(py::handle(a.dtype()))));
   CheckLength(a.size(), name);
+  // Wider integers are narrowed only when every value fits: a wrapped value would be a wrong answer.
+  if (a.dtype().itemsize() > 4 && a.size() > 0 &&
+      (a.attr("max")().cast<long long>() > INT_MAX || a.attr("min")().cast<long long>() < INT_MIN))
+    Kalix::ERaise(std::string("kalix: argument '") + name + "' holds values beyond the 32-bit integer range");
   py::array c = Contiguous(a, py::dtype::of<std::int32_t>());
   const int n = static_cast<int>(c.size());
   TVecInt v;

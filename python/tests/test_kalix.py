@@ -308,6 +308,12 @@ def test_length_beyond_32_bits_is_refused_before_any_copy():
         statistics.mean_g(huge)
 
 
+def test_wide_integers_are_narrowed_only_when_they_fit():
+    assert regress.anova1(X, GROUPS.astype(np.int64)) == regress.anova1(X, GROUPS)
+    with pytest.raises(kalix.KalixError, match="beyond the 32-bit integer range"):
+        regress.anova1(X, GROUPS.astype(np.int64) + 2 ** 32)
+
+
 def test_bad_enum_names():
     with pytest.raises(ValueError, match="alternative must be one of"):
         statistics.t_test(X, alternative="sideways")
