@@ -28,6 +28,7 @@ p = statistics.percentile
 empty = per_call(lambda: None)
 kal = per_call(lambda: p(x, 0.3)) - empty
 npy = per_call(lambda: np.percentile(x, 30.0, method="weibull")) - empty
+print(f"empty Python call (subtracted below)     {empty * 1e6:6.3f} us per call")
 print(f"kalix.statistics.percentile(20 values)  {kal * 1e6:6.3f} us per call")
 print(f"numpy.percentile(20 values, weibull)    {npy * 1e6:6.3f} us per call")
 print(f"numpy / kalix                           {npy / kal:6.1f}x")

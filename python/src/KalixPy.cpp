@@ -126,6 +126,10 @@ InInt ArgInt(py::handle obj, const char* name) {
   const char kind = a.dtype().kind();
   if (kind != 'i' && kind != 'u' && kind != 'b') TypeError(name, "must hold integers, not dtype " + std::string(py::str(py::handle(a.dtype()))));
   CheckLength(a.size(), name);
+  // Wider integers are narrowed only when every value fits: a wrapped value would be a wrong answer.
+  if (a.dtype().itemsize() > 4 && a.size() > 0 &&
+      (a.attr("max")().cast<long long>() > INT_MAX || a.attr("min")().cast<long long>() < INT_MIN))
+    Kalix::ERaise(std::string("kalix: argument '") + name + "' holds values beyond the 32-bit integer range");
   py::array c = Contiguous(a, py::dtype::of<std::int32_t>());
   const int n = static_cast<int>(c.size());
   TVecInt v;
@@ -225,18 +229,22 @@ py::handle& RecordsHome() {
   return home;
 }
 
-py::handle RecordType(const char* name, const char* fields) {
-  py::handle results = RecordsHome();
-  if (py::hasattr(results, name)) return results.attr(name);
-  py::object t = py::module_::import("collections").attr("namedtuple")(name, fields);
-  t.attr("__module__") = "kalix";
-  results.attr(name) = t;
-  return results.attr(name);  // owned by the records module for the life of the interpreter
+py::object RecordType(const char* name, const char* fields) {
+  // Looked up on every call rather than cached in a function-local static: a static's guard
+  // held across Python code can deadlock against another thread waiting for the lock.
+  py::dict types = RecordsHome().attr("__dict__");
+  if (PyObject* t = PyDict_GetItemString(types.ptr(), name)) return py::reinterpret_borrow<py::object>(t);
+  py::object made = py::module_::import("collections").attr("namedtuple")(name, fields);
+  made.attr("__module__") = "kalix";
+  // Two threads may both get here: the first type stored wins for both.
+  PyObject* kept = PyDict_SetDefault(types.ptr(), py::str(name).ptr(), made.ptr());
+  if (kept == nullptr) throw py::error_already_set();
+  return py::reinterpret_borrow<py::object>(kept);
 }
 
 py::object TestResult(double statistic, double pvalue, Statistics::THypothesisResult decision,
                       const Statistics::TTwoElmReal& ci) {
-  static py::handle type = RecordType("TestResult", "statistic pvalue decision confidence_interval");
+  const py::object type = RecordType("TestResult", "statistic pvalue decision confidence_interval");
   return type(statistic, pvalue, decision, Pair(ci));
 }
 

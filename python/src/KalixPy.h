@@ -80,12 +80,8 @@ int EnumArg(py::handle obj, const char* what, std::initializer_list<const char*>
 
 /// The module that holds the record types (set once by the module's initialisation).
 py::handle& RecordsHome();
-/// A named-tuple type of the package, made once and kept for the life of the interpreter.
-py::handle RecordType(const char* name, const char* fields);
-template <class... A>
-py::object Record(py::handle type, A&&... values) {
-  return type(std::forward<A>(values)...);
-}
+/// A named-tuple type of the package, made on first use and kept for the life of the interpreter.
+py::object RecordType(const char* name, const char* fields);
 /// The result of a hypothesis test: statistic, pvalue, decision, confidence_interval.
 py::object TestResult(double statistic, double pvalue, Statistics::THypothesisResult decision,
                       const Statistics::TTwoElmReal& ci);

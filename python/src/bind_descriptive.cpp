@@ -259,7 +259,7 @@ void BindDescriptive(py::module_& m) {
         TMtx pc;
         TVec eig, pct;
         Unlocked([&] { PCA(C.m, pc, eig, &pct); });
-        static py::handle type = RecordType("PCAResult", "components eigenvalues variance_percent");
+        const py::object type = RecordType("PCAResult", "components eigenvalues variance_percent");
         return type(ToNumpy(std::move(pc)), ToNumpy(std::move(eig)), ToNumpy(std::move(pct)));
       },
       "c"_a, Doc("Statistics::PCA", "Principal components of a covariance or correlation matrix.").c_str());
@@ -271,7 +271,7 @@ void BindDescriptive(py::module_& m) {
         TMtx pc, z;
         TVec eig, pct;
         Unlocked([&] { PCA(D.m, pc, z, eig, &pct, how); });
-        static py::handle type = RecordType("PCADataResult", "components scores eigenvalues variance_percent");
+        const py::object type = RecordType("PCADataResult", "components scores eigenvalues variance_percent");
         return type(ToNumpy(std::move(pc)), ToNumpy(std::move(z)), ToNumpy(std::move(eig)), ToNumpy(std::move(pct)));
       },
       "data"_a, "mode"_a = py::none(),

@@ -15,13 +15,13 @@ using namespace Statistics;
         double a = 0, b = 0;                                                                             \
         if (alpha.is_none()) {                                                                           \
           Unlocked([&] { CPP(X, a, b); });                                                               \
-          static py::handle type = RecordType(#CPP "Result", A " " B);                                   \
+          const py::object type = RecordType(#CPP "Result", A " " B);                                   \
           return type(a, b);                                                                             \
         }                                                                                                \
         const double al = alpha.cast<double>();                                                          \
         TTwoElmReal ca{}, cb{};                                                                          \
         Unlocked([&] { CPP(X, a, b, ca, cb, al); });                                                     \
-        static py::handle type = RecordType(#CPP "CIResult", A " " B " " A "_ci " B "_ci");              \
+        const py::object type = RecordType(#CPP "CIResult", A " " B " " A "_ci " B "_ci");              \
         return type(a, b, Pair(ca), Pair(cb));                                                           \
       },                                                                                                 \
       "x"_a, "alpha"_a = py::none(), Doc("Statistics::" #CPP, DOC).c_str())
@@ -34,13 +34,13 @@ using namespace Statistics;
         T a{};                                                                                           \
         if (alpha.is_none()) {                                                                           \
           Unlocked([&] { CPP(X, a); });                                                                  \
-          static py::handle type = RecordType(#CPP "Result", A);                                         \
+          const py::object type = RecordType(#CPP "Result", A);                                         \
           return type(a);                                                                                \
         }                                                                                                \
         const double al = alpha.cast<double>();                                                          \
         TTwoElmReal ca{};                                                                                \
         Unlocked([&] { CPP(X, a, ca, al); });                                                            \
-        static py::handle type = RecordType(#CPP "CIResult", A " " A "_ci");                             \
+        const py::object type = RecordType(#CPP "CIResult", A " " A "_ci");                             \
         return type(a, Pair(ca));                                                                        \
       },                                                                                                 \
       "x"_a, "alpha"_a = py::none(), Doc("Statistics::" #CPP, DOC).c_str())
@@ -53,7 +53,7 @@ using namespace Statistics;
         T1 a{};                                                                                          \
         T2 b{};                                                                                          \
         Unlocked([&] { CPP(X, a, b); });                                                                 \
-        static py::handle type = RecordType(#CPP "Result", A " " B);                                     \
+        const py::object type = RecordType(#CPP "Result", A " " B);                                     \
         return type(a, b);                                                                               \
       },                                                                                                 \
       "x"_a, Doc("Statistics::" #CPP, DOC).c_str())
@@ -66,13 +66,13 @@ using namespace Statistics;
         double a = 0, b = 0;                                                                             \
         if (alpha.is_none()) {                                                                           \
           Unlocked([&] { CPP(X, a, b, max_iter, tol); });                                                \
-          static py::handle type = RecordType(#CPP "Result", A " " B);                                   \
+          const py::object type = RecordType(#CPP "Result", A " " B);                                   \
           return type(a, b);                                                                             \
         }                                                                                                \
         const double al = alpha.cast<double>();                                                          \
         TTwoElmReal ca{}, cb{};                                                                          \
         Unlocked([&] { CPP(X, a, b, ca, cb, max_iter, tol, al); });                                      \
-        static py::handle type = RecordType(#CPP "CIResult", A " " B " " A "_ci " B "_ci");              \
+        const py::object type = RecordType(#CPP "CIResult", A " " B " " A "_ci " B "_ci");              \
         return type(a, b, Pair(ca), Pair(cb));                                                           \
       },                                                                                                 \
       "x"_a, "max_iter"_a = 500, "tolerance"_a = 1e-8, "alpha"_a = py::none(), Doc("Statistics::" #CPP, DOC).c_str())
@@ -110,7 +110,7 @@ void BindFits(py::module_& m) {
           int N = 0;
           double p = 0;
           Unlocked([&] { BinomFit(X, N, p); });
-          static py::handle type = RecordType("BinomFitResult", "n p");
+          const py::object type = RecordType("BinomFitResult", "n p");
           return type(N, p);
         }
         TVec p;
@@ -169,7 +169,7 @@ void BindFits(py::module_& m) {
         InVec X = ArgVec(x, "x");
         double a = 0, b = 0, c = 0;
         Unlocked([&] { TriangularFit(X, a, b, c, max_iter, tol); });
-        static py::handle type = RecordType("TriangularFitResult", "a b c");
+        const py::object type = RecordType("TriangularFitResult", "a b c");
         return type(a, b, c);
       },
       "x"_a, "max_iter"_a = 500, "tolerance"_a = 1e-8,

@@ -9,9 +9,8 @@ using namespace StatControlCharts;
 
 namespace {
 
-py::handle ChartType() {
-  static py::handle t = RecordType("ChartResult", "draw cl ucl lcl");
-  return t;
+py::object ChartType() {
+  return RecordType("ChartResult", "draw cl ucl lcl");
 }
 
 // A variables chart of the rows of a matrix: (points, CL, UCL, LCL).
@@ -149,7 +148,7 @@ void BindQuality(py::module_& m) {
         double out = 0, cp = 0, cpk = 0;
         Statistics::TTwoElmReal cpci{std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN()}, cpkci{std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN()};
         Unlocked([&] { QCCapIndexes(D, lsl, usl, out, cp, cpk, cpci, cpkci, alpha); });
-        static py::handle t = RecordType("CapabilityResult", "fraction_out cp cpk cp_ci cpk_ci");
+        const py::object t = RecordType("CapabilityResult", "fraction_out cp cpk cp_ci cpk_ci");
         return t(out, cp, cpk, Pair(cpci), Pair(cpkci));
       },
       "data"_a, "lsl"_a, "usl"_a, "alpha"_a = 0.05,

@@ -10,15 +10,15 @@ using namespace Regress;
 namespace {
 
 py::object Stats(const TRegStats& s) {
-  static py::handle f = RecordType("FStats", "sse ssr dfe dfr f signif");
-  static py::handle r = RecordType("RegStats", "sse sst ssr residual_var r2 adjusted_r2 dfe dft std_error f_stats");
+  const py::object f = RecordType("FStats", "sse ssr dfe dfr f signif");
+  const py::object r = RecordType("RegStats", "sse sst ssr residual_var r2 adjusted_r2 dfe dft std_error f_stats");
   const auto& F = s.FStats;
   return r(s.SSE, s.SST, s.SSR, s.ResidualVar, s.R2, s.AdjustedR2, s.dfE, s.dfT, s.StdError,
            f(F.SSE, F.SSR, F.dFE, F.dFR, F.F, F.Signif));
 }
 
 py::object Anova1(const TANOVA1Result& a, double p) {
-  static py::handle t = RecordType("Anova1Result", "ss1 ss2 ss_total deg1 deg2 deg_total ms1 ms2 f f_crit pvalue");
+  const py::object t = RecordType("Anova1Result", "ss1 ss2 ss_total deg1 deg2 deg_total ms1 ms2 f f_crit pvalue");
   return t(a.SS1, a.SS2, a.SSTotal, a.Deg1, a.Deg2, a.DegTotal, a.MS1, a.MS2, a.FDist, a.FCrit, p);
 }
 
@@ -47,8 +47,8 @@ py::object Glm(bool logistic, py::handle y, py::handle a, bool constant, py::han
     else
       PoissonRegress(Y, A, b, s, &se, &z, &pv, &cov, &yc, constant, E ? &E->v : nullptr, max_iter, tol);
   });
-  static py::handle st = RecordType("GLMStats", "deviance null_deviance log_lik aic df_residual df_null iterations converged");
-  static py::handle t = RecordType("GLMResult", "b std_err z pvalues cov fitted stats");
+  const py::object st = RecordType("GLMStats", "deviance null_deviance log_lik aic df_residual df_null iterations converged");
+  const py::object t = RecordType("GLMResult", "b std_err z pvalues cov fitted stats");
   return t(ToNumpy(std::move(b)), ToNumpy(std::move(se)), ToNumpy(std::move(z)), ToNumpy(std::move(pv)),
            ToNumpy(std::move(cov)), ToNumpy(std::move(yc)),
            st(s.Deviance, s.NullDeviance, s.LogLik, s.AIC, s.dfResidual, s.dfNull, s.Iterations, s.Converged));
@@ -141,7 +141,7 @@ void BindRegress(py::module_& m) {
         double pr = 0, pc = 0, pi = 0;
         TANOVA2Result a{};
         Unlocked([&] { a = ANOVA2(D.m, pr, pc, pi, reps, alpha); });
-        static py::handle t = RecordType(
+        const py::object t = RecordType(
             "Anova2Result",
             "ss1 ss2 ss3 ss4 ss_total deg1 deg2 deg3 deg4 deg_total ms1 ms2 ms3 ms4 f1 f2 f3 f_crit1 f_crit2 f_crit3 "
             "p_rows p_cols p_inter");
@@ -216,8 +216,8 @@ void BindRegress(py::module_& m) {
         TMtx cov;
         TNLinStats s{};
         NLinRegress(X, Y, Model(f), b, s, &yc, &cov, &sd, {}, W ? &W->v : nullptr, max_iter, tol, central);
-        static py::handle st = RecordType("NLinStats", "sse residual_var dfe iterations stop_reason");
-        static py::handle t = RecordType("NLinResult", "b fitted cov std_err stats");
+        const py::object st = RecordType("NLinStats", "sse residual_var dfe iterations stop_reason");
+        const py::object t = RecordType("NLinResult", "b fitted cov std_err stats");
         return t(ToNumpy(std::move(b)), ToNumpy(std::move(yc)), ToNumpy(std::move(cov)), ToNumpy(std::move(sd)),
                  st(s.SSE, s.ResidualVar, s.dfE, s.Iterations, static_cast<int>(s.StopReason)));
       },

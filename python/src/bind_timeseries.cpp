@@ -24,7 +24,7 @@ py::object ARFit(bool burg, py::handle data, int order) {
     if (burg) ARBurgFit(X, phi, var, &se);
     else ARYuleWalkerFit(X, phi, var, &se);
   });
-  static py::handle t = RecordType("ARFitResult", "phi variance std_err");
+  const py::object t = RecordType("ARFitResult", "phi variance std_err");
   return t(ToNumpy(std::move(phi)), var, ToNumpy(std::move(se)));
 }
 
@@ -78,7 +78,7 @@ void BindTimeSeries(py::module_& m) {
           if (fit) mse = SingleExpSmooth(Y, s, alpha, init);
           else SingleExpSmooth(Y, s, alpha, mse, init);
         });
-        static py::handle t = RecordType("SingleSmoothResult", "level mse alpha");
+        const py::object t = RecordType("SingleSmoothResult", "level mse alpha");
         return t(ToNumpy(std::move(s)), mse, alpha);
       },
       "y"_a, "alpha"_a, "init_method"_a = 0, "fit"_a = false,
@@ -93,7 +93,7 @@ void BindTimeSeries(py::module_& m) {
           if (fit) mse = DoubleExpSmooth(Y, s, b, alpha, gamma, init);
           else DoubleExpSmooth(Y, s, b, alpha, gamma, mse, init);
         });
-        static py::handle t = RecordType("DoubleSmoothResult", "level trend mse alpha gamma");
+        const py::object t = RecordType("DoubleSmoothResult", "level trend mse alpha gamma");
         return t(ToNumpy(std::move(s)), ToNumpy(std::move(b)), mse, alpha, gamma);
       },
       "y"_a, "alpha"_a, "gamma"_a, "init_method"_a = 0, "fit"_a = false,
@@ -108,7 +108,7 @@ void BindTimeSeries(py::module_& m) {
           if (fit) mse = TripleExpSmooth(Y, s, b, i, alpha, beta, gamma, period);
           else TripleExpSmooth(Y, s, b, i, alpha, beta, gamma, mse, period);
         });
-        static py::handle t = RecordType("TripleSmoothResult", "level trend season mse alpha beta gamma");
+        const py::object t = RecordType("TripleSmoothResult", "level trend season mse alpha beta gamma");
         return t(ToNumpy(std::move(s)), ToNumpy(std::move(b)), ToNumpy(std::move(i)), mse, alpha, beta, gamma);
       },
       "y"_a, "alpha"_a, "beta"_a, "gamma"_a, "period"_a, "fit"_a = false,

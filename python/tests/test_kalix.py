@@ -308,6 +308,12 @@ def test_length_beyond_32_bits_is_refused_before_any_copy():
         statistics.mean_g(huge)
 
 
+def test_wide_integers_are_narrowed_only_when_they_fit():
+    assert regress.anova1(X, GROUPS.astype(np.int64)) == regress.anova1(X, GROUPS)
+    with pytest.raises(kalix.KalixError, match="beyond the 32-bit integer range"):
+        regress.anova1(X, GROUPS.astype(np.int64) + 2 ** 32)
+
+
 def test_bad_enum_names():
     with pytest.raises(ValueError, match="alternative must be one of"):
         statistics.t_test(X, alternative="sideways")
@@ -336,6 +342,9 @@ def test_inputs_read_in_place_and_never_changed():
     strided = np.repeat(X, 2)[::2]  # not contiguous: copied, same answer
     assert statistics.percentile(strided, 0.3) == statistics.percentile(X, 0.3)
     assert strided.ctypes.data not in kalix._kalix._debug_views()
+    odd = np.concatenate([[0.0], X])[1:]  # contiguous but 8 bytes off the vector alignment: copied
+    assert odd.ctypes.data % kalix.view_alignment() != 0
+    assert statistics.percentile(odd, 0.3) == statistics.percentile(X, 0.3)
     m = np.asfortranarray(A)
     assert np.array_equal(statistics.covariance(m), statistics.covariance(A))
 
