@@ -94,14 +94,12 @@ void OrthoRotate(const TMtx& Loadings, TMtx& Rotated, TMtx& RotMtx, TRotationMet
         if (h(i) > 0) A.row(i) /= h(i);
     }
     const double gamma = Method == rotVarimax ? 1.0 : Method == rotQuartimax ? 0.0 : 0.5 * double(k);
-    MatD Tm;
+    MatD Tm = MatD::Identity(k, k);
     if (k > 0 && A.rows() > 0) {
       if (gamma <= 1)
         PolarIteration(A, gamma, MaxIter, Tolerance, Tm);
       else
         GradientProjection(A, gamma, MaxIter, Tolerance, Tm);
-    } else {
-      Tm = MatD::Identity(k, k);
     }
     MatD B = A * Tm;
     if (Normalize)
