@@ -178,6 +178,7 @@ void CompareSilverInstruments(const TTable& silver) {
 
 void DemoFits(const std::string& dir);  // DemoFits.cpp
 void DemoHypothesisTests(const std::string& dir);  // DemoTests.cpp
+void DemoMultivariate(const std::string& dir);  // DemoMultivariate.cpp
 
 int main(int argc, char** argv) {
   const std::string dir = argc > 1 ? argv[1] : KALIX_DEMO_DATA;
@@ -195,6 +196,7 @@ int main(int argc, char** argv) {
     DemoFits(dir);
     DemoTimeSeries(dir);
     DemoHypothesisTests(dir);
+    DemoMultivariate(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;
