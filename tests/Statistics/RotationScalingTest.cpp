@@ -192,3 +192,23 @@ TEST(OrthoRotate, Messages) {
 }
 
 }  // namespace
+
+namespace {
+
+// Distances, scaling and rotation from several threads at once give the single-threaded
+// numbers and leave no scratch borrowed.
+TEST(ClassicalMDS, ConcurrentCallsAgree) {
+  const int mismatches = ConcurrentMismatches([](int t) {
+    Kalix::TMtx D, X, B, T;
+    Kalix::TVec eig;
+    PairwiseDistance(Arrests(), D, t % 2 ? dmCityBlock : dmMahalanobis);
+    ClassicalMDS(D, X, eig, nullptr, 2);
+    OrthoRotate(X, B, T, rotEquamax, true);
+    std::vector<double> out(B.Span<double>().begin(), B.Span<double>().end());
+    out.push_back(Kalix::ScratchOutstanding());
+    return out;
+  });
+  EXPECT_EQ(mismatches, 0);
+}
+
+}  // namespace
