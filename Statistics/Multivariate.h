@@ -82,9 +82,10 @@ enum TRotationMethod : int { rotVarimax, rotQuartimax, rotEquamax };
 
 /// Orthogonal rotation of Loadings (p x k) maximising the orthomax criterion by Method:
 /// Rotated = Loadings * RotMtx, RotMtx (k x k) orthogonal. With Normalize each row is scaled
-/// to unit length first and back after (Kaiser 1958). Iterates the singular-value update of
-/// the criterion's gradient until the criterion gains less than Tolerance (relative), at most
-/// MaxIter times (Jennrich 2001). Raises "OrthoRotate: Loadings.Complex = true",
+/// to unit length first and back after (Kaiser 1958). Iterates the polar update of the
+/// criterion's gradient (gamma <= 1) until no element of RotMtx moves by more than Tolerance, or
+/// gradient projection (equamax beyond two factors) until the projected gradient's norm is below
+/// it, at most MaxIter times (Jennrich 2001). Raises "OrthoRotate: Loadings.Complex = true",
 /// "OrthoRotate: Method out of range", "OrthoRotate: MaxIter < 1".
 KALIX_EXPORT void OrthoRotate(const Kalix::TMtx& Loadings, Kalix::TMtx& Rotated, Kalix::TMtx& RotMtx,
                               TRotationMethod Method = rotVarimax, bool Normalize = true, int MaxIter = 1000,

@@ -182,6 +182,7 @@ void DemoNormality(const std::string& dir);  // DemoNormality.cpp
 void DemoRankTests(const std::string& dir);  // DemoRankTests.cpp
 void DemoRegressionModels(const std::string& dir);  // DemoRegressionModels.cpp
 void DemoARIMA(const std::string& dir);  // DemoARIMA.cpp
+void DemoMultivariate(const std::string& dir);  // DemoMultivariate.cpp
 
 int main(int argc, char** argv) {
   const std::string dir = argc > 1 ? argv[1] : KALIX_DEMO_DATA;
@@ -203,6 +204,7 @@ int main(int argc, char** argv) {
     DemoRankTests(dir);
     DemoRegressionModels(dir);
     DemoARIMA(dir);
+    DemoMultivariate(dir);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "demo failed: %s\n", e.what());
     return 1;
