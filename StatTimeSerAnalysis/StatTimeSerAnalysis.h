@@ -183,7 +183,8 @@ KALIX_EXPORT void ARMASimulate(const TVec& Phi, const TVec& Theta, double Mu, do
                                int BurnIn = -1, int Seed = -1);
 /// ARIMA path: an ARMA path (Mu its mean) summed d times and SeasonalD times at lag Period from
 /// zero initial values. Raises as ARMASimulate with the prefix "ARIMASimulate: ", then
-/// "ARIMASimulate: (d < 0) or (SeasonalD < 0) or (Period < 1)".
+/// "ARIMASimulate: (d < 0) or (SeasonalD < 0) or (Period < 1)",
+/// "ARIMASimulate: Results.Length < d + SeasonalD*Period".
 KALIX_EXPORT void ARIMASimulate(const TVec& Phi, const TVec& Theta, double Mu, double Variance, TVec& Results, int d,
                                 int SeasonalD = 0, int Period = 1, int BurnIn = -1, int Seed = -1);
 
