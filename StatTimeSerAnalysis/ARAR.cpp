@@ -79,7 +79,7 @@ void ARARForecast(const TVec& Data, TVec& Forecast, TVec* StdErrors, TVec* Lower
   if (Data.Complex()) ERaise("ARARForecast: Data.Complex = true");
   if (Horizon < 1) ERaise("ARARForecast: Horizon < 1");
   if (MaxLag < 4) ERaise("ARARForecast: MaxLag < 4");
-  if (Data.Length() <= MaxLag + 15) ERaise("ARARForecast: Data.Length <= MaxLag + 15");
+  if (static_cast<long long>(Data.Length()) <= static_cast<long long>(MaxLag) + 15) ERaise("ARARForecast: Data.Length <= MaxLag + 15");
   const auto y = detail::ToDoubles(Data);
   bool constant = true;
   for (double v : y) constant = constant && v == y[0];

@@ -28,8 +28,9 @@ void Forecast(const std::string& Name, const TVec& Data, const TVec& Phi, const 
   if (Data.Length() == 0) ERaise(Name + ": Data.Length = 0");
   if (Horizon < 1) ERaise(Name + ": Horizon < 1");
   if (d < 0 || SeasonalD < 0 || Period < 1) ERaise(Name + ": (d < 0) or (SeasonalD < 0) or (Period < 1)");
+  if (Data.Length() <= detail::DifferencingOrder(d, SeasonalD, Period))
+    ERaise(Name + ": Data.Length <= d + SeasonalD*Period");
   const auto delta = detail::Differencing(d, SeasonalD, Period);
-  if (static_cast<std::size_t>(Data.Length()) <= delta.size()) ERaise(Name + ": Data.Length <= d + SeasonalD*Period");
   if (!(Variance >= 0)) ERaise(Name + ": Variance < 0");
   const auto phi = detail::ToDoubles(Phi), theta = detail::ToDoubles(Theta);
   if (!detail::StepDown(phi)) ERaise(Name + ": Phi is not stationary");
@@ -67,6 +68,8 @@ void Simulate(const std::string& Name, const TVec& Phi, const TVec& Theta, doubl
   if (Phi.Complex() || Theta.Complex()) ERaise(Name + ": Phi.Complex or Theta.Complex");
   if (!(Variance >= 0)) ERaise(Name + ": Variance < 0");
   if (d < 0 || SeasonalD < 0 || Period < 1) ERaise(Name + ": (d < 0) or (SeasonalD < 0) or (Period < 1)");
+  if (Results.Length() < detail::DifferencingOrder(d, SeasonalD, Period))
+    ERaise(Name + ": Results.Length < d + SeasonalD*Period");
   const auto phi = detail::ToDoubles(Phi), theta = detail::ToDoubles(Theta);
   const std::size_t p = phi.size(), q = theta.size();
   const std::size_t burn = BurnIn < 0 ? 100 + 10 * (p + q) : static_cast<std::size_t>(BurnIn);

@@ -329,6 +329,11 @@ double ARIMAMLFit(const TVec& Data, TVec& Phi, TVec& Theta, double& Mu, double& 
   if (Data.Complex()) ERaise("ARIMAMLFit: Data.Complex = true");
   if (d < 0 || SeasonalD < 0 || Period < 1) ERaise("ARIMAMLFit: (d < 0) or (SeasonalD < 0) or (Period < 1)");
   const auto x = detail::ToDoubles(Data);
+  if (Data.Length() <= detail::DifferencingOrder(d, SeasonalD, Period)) {
+    std::vector<double> none;  // nothing is left after differencing
+    return MLFit("ARIMAMLFit", none, Data.FloatPrecision(), Phi, Theta, Mu, Variance, StdErrors, Stats, FitMean,
+                 false, 500, 1e-12);
+  }
   const auto delta = detail::Differencing(d, SeasonalD, Period);
   std::vector<double> y;
   for (std::size_t t = delta.size(); t < x.size(); ++t) {

@@ -148,8 +148,9 @@ KALIX_EXPORT double ARMAMLFit(const TVec& Data, TVec& Phi, TVec& Theta, double& 
                               TVec* StdErrors = nullptr, TARMAFitStats* Stats = nullptr, bool FitMean = true,
                               bool UseStart = false, int MaxIter = 500, double Tolerance = 1e-12);
 /// ARMAMLFit of the series differenced d times at lag 1 and SeasonalD times at lag Period (the
-/// mean of the differenced series is fitted only when FitMean). Raises the ARMAMLFit texts with
-/// the prefix "ARIMAMLFit: ", after "ARIMAMLFit: (d < 0) or (SeasonalD < 0) or (Period < 1)".
+/// mean of the differenced series is fitted only when FitMean). Raises "ARIMAMLFit: Data.Complex = true",
+/// "ARIMAMLFit: (d < 0) or (SeasonalD < 0) or (Period < 1)", then the other ARMAMLFit texts with
+/// the prefix "ARIMAMLFit: " (about the differenced series).
 KALIX_EXPORT double ARIMAMLFit(const TVec& Data, TVec& Phi, TVec& Theta, double& Mu, double& Variance, int d,
                                int SeasonalD = 0, int Period = 1, TVec* StdErrors = nullptr,
                                TARMAFitStats* Stats = nullptr, bool FitMean = false);
@@ -175,16 +176,17 @@ KALIX_EXPORT void ARIMAForecast(const TVec& Data, const TVec& Phi, const TVec& T
 /// Simulates Results.Length() values of the ARMA about Mu with Gaussian noise of variance
 /// Variance (the caller sizes Results, whose precision is kept), after BurnIn discarded values
 /// from a zero start (BurnIn < 0: 100 + 10 (p + q)). Seed as in StatRandom (-1: a fresh seed).
+/// A non-stationary Phi gives an explosive path (no error).
 /// Raises "ARMASimulate: Results.Complex = true", "ARMASimulate: Phi.Complex or Theta.Complex",
 /// "ARMASimulate: Variance < 0".
 KALIX_EXPORT void ARMASimulate(const TVec& Phi, const TVec& Theta, double Mu, double Variance, TVec& Results,
                                int BurnIn = -1, int Seed = -1);
 /// ARIMA path: an ARMA path (Mu its mean) summed d times and SeasonalD times at lag Period from
 /// zero initial values. Raises as ARMASimulate with the prefix "ARIMASimulate: ", then
-/// "ARIMASimulate: (d < 0) or (SeasonalD < 0) or (Period < 1)".
+/// "ARIMASimulate: (d < 0) or (SeasonalD < 0) or (Period < 1)",
+/// "ARIMASimulate: Results.Length < d + SeasonalD*Period".
 KALIX_EXPORT void ARIMASimulate(const TVec& Phi, const TVec& Theta, double Mu, double Variance, TVec& Results, int d,
                                 int SeasonalD = 0, int Period = 1, int BurnIn = -1, int Seed = -1);
-
 
 /// The fitted ARAR model: Shortening psi (psi[0] = 1) of the memory-shortening filters,
 /// the subset autoregression S_t - Mean = sum Coeffs[a] (S_{t-Lags[a]} - Mean) + Z_t of the
@@ -200,7 +202,8 @@ struct TARARModel {
 /// ARAR forecasts for steps 1 .. Horizon: up to three memory-shortening filters (lag tau <= 15,
 /// long memory when Err(tau) <= 8/n or phi(tau) >= 0.93), a subset AR on lags 1 < l1 < l2 < l3 <=
 /// MaxLag (26 for monthly data, 13 for quarterly) minimising the Yule-Walker noise variance,
-/// standard errors and 1 - Alpha bounds from the whitening filter. Raises
+/// standard errors and 1 - Alpha bounds from the whitening filter. The lag search costs MaxLag^3
+/// small solves. Raises
 /// "ARARForecast: Data.Complex = true", "ARARForecast: Horizon < 1", "ARARForecast: MaxLag < 4",
 /// "ARARForecast: Data.Length <= MaxLag + 15", "ARARForecast: Data is constant".
 KALIX_EXPORT void ARARForecast(const TVec& Data, TVec& Forecast, TVec* StdErrors, TVec* Lower, TVec* Upper,

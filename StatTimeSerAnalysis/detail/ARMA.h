@@ -108,6 +108,10 @@ TARMALik ARMALikelihood(cspan x, cspan phi, cspan theta, double Mu, bool FitMu, 
 bool ARIMAPredict(cspan x, cspan y, cspan phi, cspan theta, cspan delta, double Mu, std::size_t h,
                   std::vector<double>& Forecast, std::vector<double>& MSE);
 
+/// d + D s without overflow (d, D >= 0, s >= 1): the order of the differencing polynomial.
+inline long long DifferencingOrder(int d, int D, int s) {
+  return static_cast<long long>(d) + static_cast<long long>(D) * static_cast<long long>(s);
+}
 /// Coefficients delta_1 .. of 1 - (1 - z)^d (1 - z^s)^D.
 std::vector<double> Differencing(int d, int D, int s);
 

@@ -1,4 +1,5 @@
 #include <array>
+#include <climits>
 #include <cmath>
 #include <vector>
 
@@ -287,6 +288,14 @@ TEST(ARMA, MessagesInOrder) {
                 "ARIMAForecast: (d < 0) or (SeasonalD < 0) or (Period < 1)");
   EXPECT_RAISES(ARIMAForecast(Vec({1, 2}), p1, t1, 0, -1, out, nullptr, nullptr, nullptr, 1, 2),
                 "ARIMAForecast: Data.Length <= d + SeasonalD*Period");
+  // Orders near INT_MAX are refused before anything is allocated.
+  EXPECT_RAISES(ARIMAForecast(lake, p1, t1, 0, 1, out, nullptr, nullptr, nullptr, 1, 1, 2, INT_MAX),
+                "ARIMAForecast: Data.Length <= d + SeasonalD*Period");
+  EXPECT_RAISES(ARIMAMLFit(lake, p1, t1, mu, v, INT_MAX, 1, INT_MAX),
+                "ARIMAMLFit: Data.Length <= Phi.Length + Theta.Length + 1");
+  EXPECT_RAISES(ARIMASimulate(p1, t1, 0, 1, out = TVec(3), 4), "ARIMASimulate: Results.Length < d + SeasonalD*Period");
+  EXPECT_RAISES(ARARForecast(lake, out, nullptr, nullptr, nullptr, 1, 0.05, INT_MAX),
+                "ARARForecast: Data.Length <= MaxLag + 15");
   EXPECT_RAISES(ARMASimulate(p1, t1, 0, 1, out = ComplexVec()), "ARMASimulate: Results.Complex = true");
   EXPECT_RAISES(ARMASimulate(p1, t1, 0, -1, out = TVec(3)), "ARMASimulate: Variance < 0");
   EXPECT_RAISES(ARIMASimulate(p1, t1, 0, 1, out, 0, 1, 0), "ARIMASimulate: (d < 0) or (SeasonalD < 0) or (Period < 1)");
