@@ -309,7 +309,8 @@ KALIX_EXPORT double WilcoxonSign(const TVec& Data, double Median, THypothesisRes
 KALIX_EXPORT double WilcoxonSign(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
                                  TTwoElmReal& ConfInt, THypothesisType hType = htTwoTailed, double Alpha = 0.05);
 /// Mann-Whitney rank-sum test; returns the smaller U (NaN when the data hold a NaN). Exact
-/// (enumeration up to 7 per sample, recursion beyond) unless NormalApprox; the two-tailed
+/// (enumeration up to 7 per sample, recursion beyond, the normal law where the recursion would
+/// take more than about a second or 160 MB) unless NormalApprox; the two-tailed
 /// Signif = 2 P(U' <= U) is not clamped. ConfInt is not written. Raises "MannWhitneyTest:
 /// vectors must be real", then "MannWhitneyTest :(Alpha<=0) or (Alpha>=1)".
 KALIX_EXPORT double MannWhitneyTest(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,

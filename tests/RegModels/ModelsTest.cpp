@@ -70,19 +70,19 @@ TEST_P(ModelFits, RecoverKnownParametersFromExactData) {
   const double tol = p == mvSingle ? 2e-4 : 1e-10;
   TVec x(12, p), y, b;
   for (int i = 0; i < 12; ++i) x[i] = 0.5 + 0.25 * i;
-  const std::vector<double> bl{1.5, -0.75}, bp{2.5, 1.3}, be{0.8, 0.45}, bn{3.0, 2.0};
-  LineEval(bl, x, y);
-  LineFit(b, x, y);
-  ExpectAllClose(bl, b, tol);
-  PowerEval(bp, x, y);
-  PowerFit(b, x, y);
-  ExpectAllClose(bp, b, tol);
-  ExpEval(be, x, y);
-  ExpFit(b, x, y);
-  ExpectAllClose(be, b, tol);
-  LnEval(bn, x, y);
-  LnFit(b, x, y);
-  ExpectAllClose(bn, b, tol);
+  using TEval = void (*)(std::span<const double>, const TVec&, TVec&);
+  using TFit = void (*)(TVec&, const TVec&, const TVec&, const TVec*);
+  const struct {
+    TEval eval;
+    TFit fit;
+    std::vector<double> b;
+  } cases[] = {{LineEval, LineFit, {1.5, -0.75}}, {PowerEval, PowerFit, {2.5, 1.3}}, {ExpEval, ExpFit, {0.8, 0.45}},
+               {LnEval, LnFit, {3.0, 2.0}}};
+  for (const auto& c : cases) {
+    c.eval(c.b, x, y);
+    c.fit(b, x, y, nullptr);
+    ExpectAllClose(c.b, b, tol);
+  }
   // Rational (1 + 2x) / (1 + 0.5x - 0.1x^2): layout [a0, a1, b1, b2].
   const double bf[] = {1.0, 2.0, 0.5, -0.1};
   FracEval(bf, x, y, 1);

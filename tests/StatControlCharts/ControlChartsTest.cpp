@@ -141,24 +141,15 @@ TEST_P(ChartPrecision, AttributesChartsWithSizePerSample) {
   TVec data = Vec(kCounts, p()), sizes = Vec(kSizes, p()), draw, ucl, lcl, cl;
   double c;
   QCPChart(data, sizes, draw, c, ucl, lcl, 0.99865);
-  EXPECT_CLOSE(pbar, c, tol());
-  EXPECT_CLOSE(15.0 / 60, draw[1], tol());
-  EXPECT_CLOSE(0.345661369428924, ucl[1], tol());
-  EXPECT_CLOSE(0.0057109500363955457, lcl[4], tol());
-
+  ExpectAllClose({pbar, 15.0 / 60, 0.345661369428924, 0.0057109500363955457}, {c, draw[1], ucl[1], lcl[4]}, tol());
   QCUChart(data, sizes, draw, c, ucl, lcl, 0.99865);
-  EXPECT_CLOSE(pbar, c, tol());
-  EXPECT_CLOSE(16.0 / 70, draw[6], tol());
-  EXPECT_CLOSE(0.4011650677596445, ucl[4], tol());
-  EXPECT_CLOSE(-0.015450782045358769, lcl[4], tol());
+  ExpectAllClose({pbar, 16.0 / 70, 0.4011650677596445, -0.015450782045358769}, {c, draw[6], ucl[4], lcl[4]}, tol());
 
   // Deliberate: the np chart leaves DrawVec alone (the counts are plotted as they are).
   TVec untouched = Vec({-1.0});
   QCNPChart(data, sizes, untouched, cl, ucl, lcl, 0.99865);
   ExpectAllClose({-1.0}, untouched, 0.0);
-  EXPECT_CLOSE(11.571428571428571, cl[1], tol());
-  EXPECT_CLOSE(23.402845700324779, ucl[6], tol());
-  EXPECT_CLOSE(0.22843800145582094, lcl[4], tol());
+  ExpectAllClose({11.571428571428571, 23.402845700324779, 0.22843800145582094}, {cl[1], ucl[6], lcl[4]}, tol());
   EXPECT_EQ(p(), ucl.FloatPrecision());
 }
 
