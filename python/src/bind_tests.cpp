@@ -2,6 +2,7 @@
 // confidence_interval); alternative is "two-sided", "less" or "greater".
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "KalixPy.h"
 
@@ -160,6 +161,133 @@ void BindTests(py::module_& m) {
       "data"_a, "alpha"_a = 0.05,
       Doc("Statistics::BartlettTest", "(number of components, p-values) of Bartlett's test of equal trailing "
                                       "eigenvalues.").c_str());
+  // Goodness of fit and normality.
+  m.def(
+      "empirical_cdf",
+      [](py::handle data, py::handle points) -> py::object {
+        InVec D = ArgVec(data, "data");
+        TVec x, f;
+        if (points.is_none()) {
+          Unlocked([&] { EmpiricalCDF(D.v, x, f); });
+          return py::make_tuple(ToNumpy(std::move(x)), ToNumpy(std::move(f)));
+        }
+        InVec P = ArgDoubles(points, "points");
+        Unlocked([&] { EmpiricalCDF(D.v, P.v.Span<double>(), f); });
+        return ToNumpy(std::move(f));
+      },
+      "data"_a, "points"_a = py::none(),
+      Doc("Statistics::EmpiricalCDF", "(sorted distinct values, fractions <= each); with points, the fractions "
+                                      "<= each point.").c_str());
+  m.def(
+      "gof_kolmogorov",
+      [](py::handle data, py::handle data2, py::handle alternative, double alpha) {
+        const auto ht = Alternative(alternative);
+        return OneOrTwo(
+            data, data2,
+            [&](const TVec& x, auto& h, auto& p, auto&) { return GOFKolmogorov(x, h, p, ht, alpha); },
+            [&](const TVec& x, const TVec& y, auto& h, auto& p, auto&) { return GOFKolmogorov(x, y, h, p, ht, alpha); });
+      },
+      "data"_a, "data2"_a = py::none(), "alternative"_a = py::none(), "alpha"_a = 0.05,
+      Doc("Statistics::GOFKolmogorov", "One-sample test from the hypothesised CDF at each observation (data), or the "
+                                       "two-sample Smirnov test with data2; \"greater\" gives D+, \"less\" D-.").c_str());
+  m.def(
+      "gof_chi2_test",
+      [](py::handle observed, py::handle expected, int num_estimated, double alpha) {
+        InVec O = ArgVec(observed, "observed");
+        InVec E = ArgVec(expected, "expected");
+        THypothesisResult h = hrNan;
+        double p = kNaN, stat = kNaN;
+        int small = 0;
+        Unlocked([&] { stat = GOFChi2Test(O, E, h, p, small, num_estimated, alpha); });
+        const py::object t = RecordType("Chi2TestResult", "statistic pvalue decision small_count");
+        return t(stat, p, h, small);
+      },
+      "observed"_a, "expected"_a, "num_estimated"_a = 0, "alpha"_a = 0.05,
+      Doc("Statistics::GOFChi2Test", "Pearson chi-square of counts against probabilities or expected counts; "
+                                     "small_count = cells expecting fewer than 5.").c_str());
+  m.def(
+      "anderson_darling",
+      [](py::handle data, std::optional<double> mu, std::optional<double> sigma, double alpha) {
+        if (mu.has_value() != sigma.has_value()) throw py::value_error("kalix: give both mu and sigma, or neither");
+        return OneOrTwo(
+            data, py::none(),
+            [&](const TVec& x, auto& h, auto& p, auto&) {
+              return mu ? AndersonDarling(x, *mu, *sigma, h, p, alpha) : AndersonDarling(x, h, p, alpha);
+            },
+            [](const TVec&, const TVec&, auto&, auto&, auto&) { return kNaN; });
+      },
+      "data"_a, "mu"_a = py::none(), "sigma"_a = py::none(), "alpha"_a = 0.05,
+      Doc("Statistics::AndersonDarling", "A^2 test of normality with estimated mean and variance, or against "
+                                         "Normal(mu, sigma) when both are given.").c_str());
+#define KALIX_NORMALITY(py_name, CPP, text)                                                                   \
+  m.def(                                                                                                     \
+      py_name,                                                                                               \
+      [](py::handle data, double alpha) {                                                                    \
+        return OneOrTwo(                                                                                     \
+            data, py::none(), [&](const TVec& x, auto& h, auto& p, auto&) { return CPP(x, h, p, alpha); },   \
+            [](const TVec&, const TVec&, auto&, auto&, auto&) { return kNaN; });                             \
+      },                                                                                                     \
+      "data"_a, "alpha"_a = 0.05, Doc("Statistics::" #CPP, text).c_str())
+  KALIX_NORMALITY("gof_lillie_test", GOFLillieTest, "Lilliefors test of normality; the statistic is D.");
+  KALIX_NORMALITY("gof_bera_jarque_test", GOFBeraJarqueTest, "Jarque-Bera test of normality.");
+  KALIX_NORMALITY("shapiro_wilks", ShapiroWilks, "Shapiro-Wilk W test of normality.");
+  KALIX_NORMALITY("shapiro_francia", ShapiroFrancia, "Shapiro-Francia W' test of normality.");
+#undef KALIX_NORMALITY
+
+  // Unequal-variance t, rank correlation and k-sample rank tests.
+  m.def(
+      "t_test_welch",
+      [](py::handle data1, py::handle data2, py::handle alternative, double alpha) {
+        const auto ht = Alternative(alternative);
+        InVec X = ArgVec(data1, "data1");
+        InVec Y = ArgVec(data2, "data2");
+        THypothesisResult h = hrNan;
+        double p = kNaN, stat = kNaN, df = kNaN;
+        TTwoElmReal ci{kNaN, kNaN};
+        Unlocked([&] { stat = tTestWelch(X, Y, h, p, ci, df, ht, alpha); });
+        const py::object t = RecordType("WelchTestResult", "statistic pvalue decision confidence_interval df");
+        return t(stat, p, h, Pair(ci), df);
+      },
+      "data1"_a, "data2"_a, "alternative"_a = py::none(), "alpha"_a = 0.05,
+      Doc("Statistics::tTestWelch", "Welch's unequal-variance t test; df is Satterthwaite's, the interval is for "
+                                    "mean(data1) - mean(data2).").c_str());
+  m.def(
+      "kendall_tau",
+      [](py::handle x, py::handle y, py::handle alternative, double alpha) {
+        const auto ht = Alternative(alternative);
+        return OneOrTwo(
+            x, y, [](const TVec&, auto&, auto&, auto&) { return kNaN; },
+            [&](const TVec& a, const TVec& b, auto& h, auto& p, auto&) {
+              double tau = kNaN;
+              KendallTau(a, b, tau, h, p, ht, alpha);
+              return tau;
+            });
+      },
+      "x"_a, "y"_a, "alternative"_a = py::none(), "alpha"_a = 0.05,
+      Doc("Statistics::KendallTau", "Kendall's tau-b (the statistic); \"greater\" tests positive association.").c_str());
+  m.def(
+      "kruskal_wallis",
+      [](py::handle data, py::handle groups, double alpha) {
+        InVec D = ArgVec(data, "data");
+        InInt G = ArgInt(groups, "groups");
+        THypothesisResult h = hrNan;
+        double p = kNaN, stat = kNaN;
+        Unlocked([&] { stat = KruskalWallis(D, G, h, p, alpha); });
+        return TestResult(stat, p, h, {kNaN, kNaN});
+      },
+      "data"_a, "groups"_a, "alpha"_a = 0.05,
+      Doc("Statistics::KruskalWallis", "Kruskal-Wallis H of the samples that the group numbers define.").c_str());
+  m.def(
+      "mann_whitney_exact",
+      [](py::handle data1, py::handle data2, py::handle alternative, double alpha) {
+        const auto ht = Alternative(alternative);
+        return OneOrTwo(
+            data1, data2, [](const TVec&, auto&, auto&, auto&) { return kNaN; },
+            [&](const TVec& x, const TVec& y, auto& h, auto& p, auto&) { return MannWhitneyExact(x, y, h, p, ht, alpha); });
+      },
+      "data1"_a, "data2"_a, "alternative"_a = py::none(), "alpha"_a = 0.05,
+      Doc("Statistics::MannWhitneyExact", "Exact rank-sum test with ties; the statistic is U1 of data1, \"greater\": "
+                                          "data1 tends larger.").c_str());
 }
 
 }  // namespace kalixpy

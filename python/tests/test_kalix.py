@@ -1,5 +1,6 @@
 """The Python package against the C++ library: results bit for bit, error texts, precision,
 zero-copy inputs and outputs, bad input and concurrent calls."""
+import math
 import os
 import subprocess
 import threading
@@ -198,6 +199,20 @@ CALLS = [
     (probplots, "stat_qq_plot", (X, Y), {}, lambda r: np.array_equal(r.y, np.sort(Y))),
     (probplots, "stat_weibull_plot", (X,), {}, lambda r: r.y.shape == (20,)),
     (probplots, "stat_exp_plot", (X,), {}, lambda r: r.y[0] > 0),
+    # Goodness of fit, normality, Welch, Kendall, Kruskal-Wallis, exact rank sum.
+    (statistics, "empirical_cdf", (np.array([2.0, 1, 2, 3]),), {}, lambda r: list(r[0]) == [1, 2, 3]
+     and list(r[1]) == [0.25, 0.75, 1]),
+    (statistics, "gof_kolmogorov", (POS,), {}, lambda r: 0 < r.statistic < 1),
+    (statistics, "gof_chi2_test", (COUNTS, np.full(10, 0.1)), {}, lambda r: r.small_count == 10),
+    (statistics, "gof_lillie_test", (X,), {}, lambda r: r.decision == kalix.HypothesisResult.not_reject),
+    (statistics, "anderson_darling", (X,), {"mu": 3.5, "sigma": 1.3}, lambda r: 0 < r.pvalue <= 1),
+    (statistics, "gof_bera_jarque_test", (X,), {}, lambda r: r.statistic > 0),
+    (statistics, "shapiro_wilks", (X,), {}, lambda r: 0.9 < r.statistic <= 1),
+    (statistics, "shapiro_francia", (X,), {}, lambda r: 0.9 < r.statistic <= 1),
+    (statistics, "t_test_welch", (X, Y), {}, lambda r: r.confidence_interval[0] < X.mean() - Y.mean() < r.confidence_interval[1]),
+    (statistics, "kendall_tau", (X, Y), {"alternative": "greater"}, lambda r: r.statistic > 0.8 and r.pvalue < 1e-6),
+    (statistics, "kruskal_wallis", (X, GROUPS), {}, lambda r: 0 < r.pvalue < 1),
+    (statistics, "mann_whitney_exact", (X, Y), {}, lambda r: 0 < r.pvalue <= 1),
     (core, "trigamma", (1.0,), {}, lambda r: r == pytest.approx(np.pi ** 2 / 6)),
 ]
 # Probability functions: one call each, scalar and array forms agreeing.
@@ -227,6 +242,35 @@ RANDOM_SPECIAL = {"random_chi_square": (3,), "random_erlang": (2, 1.5), "random_
                   "random_neg_binom": (2.0, 0.5), "random_poisson": (3.0,), "random_geometric": (0.3,),
                   "random_triangular": (0.0, 1.0, 0.5), "random_exponent": (2.0,), "random_maxwell": (1.0,),
                   "random_rayleigh": (1.0,)}
+
+
+SKEW = np.exp(X / 2)
+NORM_CDF = 0.5 * (1 + np.vectorize(math.erf)((X - 3.0) / (1.3 * np.sqrt(2))))
+# (call, statistic, pvalue, relative tolerance of the p-value), each from the source named.
+REFERENCE = [
+    (lambda: statistics.shapiro_wilks(SKEW), 0.867161665524998, 0.0104782841989709, 1e-9),  # R shapiro.test
+    (lambda: statistics.shapiro_francia(SKEW), 0.860301182777048, 0.00989290484981846, 1e-4),  # R nortest::sf.test
+    (lambda: statistics.anderson_darling(SKEW), 0.832354791900698, 0.0260140627025443, 1e-4),  # R nortest::ad.test
+    (lambda: statistics.gof_lillie_test(SKEW), 0.177603863559149, 0.0983134316917446, 1e-4),  # R nortest::lillie.test
+    (lambda: statistics.gof_bera_jarque_test(SKEW), 9.228210107397878, 0.009911049296035444, 1e-9),  # scipy jarque_bera
+    # scipy.stats.kstest(X, norm(3, 1.3).cdf, alternative=...); R ks.test(X, Y + 1, exact=TRUE) (tied samples)
+    (lambda: statistics.gof_kolmogorov(NORM_CDF), 0.23084962549063848, 0.20261012693495983, 1e-6),
+    (lambda: statistics.gof_kolmogorov(NORM_CDF, alternative="greater"), 0.006917128192854505, 0.992114909797517, 1e-6),
+    (lambda: statistics.gof_kolmogorov(NORM_CDF, alternative="less"), 0.23084962549063848, 0.10138069309507064, 1e-6),
+    (lambda: statistics.gof_kolmogorov(X, Y + 1), 0.25, 0.521502042419008, 1e-9),
+    (lambda: statistics.gof_chi2_test(COUNTS, np.full(10, 0.1)), 6.42857142857143, 0.6963760972409572, 1e-9),  # scipy chisquare
+    (lambda: statistics.t_test_welch(X, Y + 0.3, alternative="less"), -0.2717636351505885, 0.39367722948337847, 1e-9),  # scipy ttest_ind
+    (lambda: statistics.kendall_tau(X[:8], Y[7::-1], alternative="less"), -0.6428571428571428, 0.015575396825396826, 1e-9),  # scipy kendalltau
+    (lambda: statistics.kruskal_wallis(X, GROUPS), 2.1510204081632622, 0.341123668206937, 1e-9),  # scipy kruskal
+    (lambda: statistics.mann_whitney_exact(X, Y + 0.5), 179.0, 0.578454747860368, 1e-9),  # R coin::wilcox_test exact
+]
+
+
+@pytest.mark.parametrize("i", range(len(REFERENCE)))
+def test_new_tests_agree_with_reference_software(i):
+    call, stat, pvalue, rtol = REFERENCE[i]
+    r = call()
+    assert r.statistic == pytest.approx(stat, rel=1e-9) and r.pvalue == pytest.approx(pvalue, rel=rtol)
 
 
 @pytest.mark.parametrize("mod,name,args,kwargs,check", CALLS, ids=[c[1] for c in CALLS])
@@ -283,6 +327,7 @@ ERRORS = [
     (lambda: random.random_normal(0.0, -1.0, 3), "RandomNormal: sigma < 0"),
     (lambda: probplots.stat_normal_plot(X[:0]), "StatNormalPlot: Data.Length < 1"),
     (lambda: controlcharts.qc_p_chart(COUNTS, COUNTS[:3]), "QCPChart: Data.Length <> SampleSize.Length"),
+    (lambda: statistics.shapiro_wilks(X[:2]), "ShapiroWilks: Data.Length < 3"),
 ]
 
 
@@ -325,6 +370,7 @@ def test_bad_enum_names():
     lambda v: statistics.tied_ranks(v)[0], lambda v: timeseries.acf(v, 4), lambda v: statistics.covariance(
         v.reshape(10, 2)), lambda v: statistics.ranks(v)[0], lambda v: timeseries.box_cox(v, 0.5),
     lambda v: statistics.pca_data(v.reshape(10, 2)).scores, lambda v: regmodels.line_eval([1.0, 2.0], v),
+    lambda v: statistics.empirical_cdf(v)[0],
 ])
 def test_single_precision_in_gives_single_precision_out(call):
     single = call(X.astype(np.float32))
