@@ -73,6 +73,8 @@ decltype(auto) Unlocked(F&& f) {
 
 /// "two-sided" | "less" | "greater" (or a HypothesisType member) as the library's enum.
 Statistics::THypothesisType Alternative(py::handle obj);
+/// dtype None, float64 or float32 as the library's precision (TypeError otherwise).
+Kalix::TMtxFloatPrecision DrawPrecision(py::handle dtype);
 /// "nplus" | "nminus" | "closest" | "edf" | "edf_ave" (or a PercentileMethod member).
 Statistics::TPercentileMethod PercentileMethod(py::handle obj);
 /// A library enum given as its Python member or as one of Names (index = ordinal).
@@ -100,5 +102,6 @@ void BindTimeSeries(py::module_& m);
 void BindRandom(py::module_& m);
 void BindQuality(py::module_& m);
 void BindProbPlots(py::module_& m);
+void BindMultivariate(py::module_& m);
 
 }  // namespace kalixpy

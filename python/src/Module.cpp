@@ -57,4 +57,5 @@ PYBIND11_MODULE(_kalix, m) {
   BindRandom(random);
   BindQuality(controlcharts);
   BindProbPlots(probplots);
+  BindMultivariate(statistics);
 }

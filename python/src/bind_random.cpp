@@ -6,8 +6,6 @@ namespace kalixpy {
 
 using namespace StatRandom;
 
-namespace {
-
 Kalix::TMtxFloatPrecision DrawPrecision(py::handle dtype) {
   if (dtype.is_none()) return Kalix::mvDouble;
   const py::dtype dt = py::dtype::from_args(py::reinterpret_borrow<py::object>(dtype));
@@ -15,6 +13,8 @@ Kalix::TMtxFloatPrecision DrawPrecision(py::handle dtype) {
   if (dt.equal(py::dtype::of<float>())) return Kalix::mvSingle;
   throw py::type_error("kalix: dtype must be float64 or float32, not " + std::string(py::str(py::handle(dt))));
 }
+
+namespace {
 
 int Count(py::handle n) {
   const long long v = n.cast<long long>();

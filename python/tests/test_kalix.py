@@ -213,6 +213,19 @@ CALLS = [
     (statistics, "kendall_tau", (X, Y), {"alternative": "greater"}, lambda r: r.statistic > 0.8 and r.pvalue < 1e-6),
     (statistics, "kruskal_wallis", (X, GROUPS), {}, lambda r: 0 < r.pvalue < 1),
     (statistics, "mann_whitney_exact", (X, Y), {}, lambda r: 0 < r.pvalue <= 1),
+    # Multivariate analysis and designs.
+    (statistics, "pairwise_distance", (A,), {}, lambda r: np.allclose(r, np.linalg.norm(A[:, None] - A[None], axis=2))),
+    (statistics, "hotelling_t2", (A,), {"mu": [3.5, 3.5]}, lambda r: r.statistic == pytest.approx(
+        10 * (A.mean(0) - 3.5) @ np.linalg.solve(np.cov(A.T), A.mean(0) - 3.5))),
+    (statistics, "box_m_test", (np.column_stack([X, Y]), GROUPS), {}, lambda r: r.f_df[0] == 6),
+    (statistics, "ortho_rotate", (np.column_stack([X, Y]) / 7,), {"method": "quartimax"},
+     lambda r: np.allclose(r[1] @ r[1].T, np.eye(2)) and np.allclose(r[0], np.column_stack([X, Y]) / 7 @ r[1])),
+    (statistics, "pca_residuals", (A, 2), {}, lambda r: np.allclose(r.q, 0) and r.residuals.shape == A.shape),
+    # R 4.x cmdscale(dist(A), eig=TRUE)
+    (statistics, "classical_mds", (statistics.pairwise_distance(A),), {},
+     lambda r: np.allclose(r.eigenvalues[:2], [21.6800819279413, 8.98591807205862]) and r.coords.shape == (10, 2)),
+    (statistics, "latin_hypercube", (8, 3), {"seed": 4, "method": "maximin_best"},
+     lambda r: all(sorted(np.floor(c * 8)) == list(range(8)) for c in r.T)),
     (core, "trigamma", (1.0,), {}, lambda r: r == pytest.approx(np.pi ** 2 / 6)),
 ]
 # Probability functions: one call each, scalar and array forms agreeing.
@@ -328,6 +341,7 @@ ERRORS = [
     (lambda: probplots.stat_normal_plot(X[:0]), "StatNormalPlot: Data.Length < 1"),
     (lambda: controlcharts.qc_p_chart(COUNTS, COUNTS[:3]), "QCPChart: Data.Length <> SampleSize.Length"),
     (lambda: statistics.shapiro_wilks(X[:2]), "ShapiroWilks: Data.Length < 3"),
+    (lambda: statistics.hotelling_t2(A, mu=[1.0]), "HotellingT2: Mu.Length <> Data.Cols"),
 ]
 
 
@@ -370,7 +384,7 @@ def test_bad_enum_names():
     lambda v: statistics.tied_ranks(v)[0], lambda v: timeseries.acf(v, 4), lambda v: statistics.covariance(
         v.reshape(10, 2)), lambda v: statistics.ranks(v)[0], lambda v: timeseries.box_cox(v, 0.5),
     lambda v: statistics.pca_data(v.reshape(10, 2)).scores, lambda v: regmodels.line_eval([1.0, 2.0], v),
-    lambda v: statistics.empirical_cdf(v)[0],
+    lambda v: statistics.empirical_cdf(v)[0], lambda v: statistics.pairwise_distance(v.reshape(10, 2)),
 ])
 def test_single_precision_in_gives_single_precision_out(call):
     single = call(X.astype(np.float32))
