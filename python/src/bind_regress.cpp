@@ -1,5 +1,6 @@
 // Linear, biased, nonlinear and generalised linear regression; analysis of variance.
 #include <cmath>
+#include <vector>
 
 #include "KalixPy.h"
 
@@ -238,6 +239,40 @@ void BindRegress(py::module_& m) {
       },
       "y"_a, "a"_a, "constant"_a = true, "offset"_a = py::none(), "max_iter"_a = 100, "tolerance"_a = 1e-12,
       Doc("Regress::PoissonRegress", "Poisson regression with log link by IRLS.").c_str());
+  py::enum_<TStepwiseMethod>(m, "StepwiseMethod", "C++: Regress::TStepwiseMethod.")
+      .value("forward", swForward)
+      .value("backward", swBackward)
+      .value("both", swBoth);
+  py::enum_<TStepwiseCriterion>(m, "StepwiseCriterion", "C++: Regress::TStepwiseCriterion.")
+      .value("f_test", swcFTest)
+      .value("aic", swcAIC);
+  m.def(
+      "stepwise_regress",
+      [](py::handle y, py::handle a, bool constant, py::handle method, py::handle criterion, double p_enter,
+         double p_remove) {
+        InVec Y = ArgVec(y, "y");
+        InMtx A = ArgMtx(a, "a");
+        const auto how = method.is_none() ? swBoth
+                                          : static_cast<TStepwiseMethod>(
+                                                EnumArg(method, "method", {"forward", "backward", "both"}));
+        const auto by = criterion.is_none()
+                            ? swcFTest
+                            : static_cast<TStepwiseCriterion>(EnumArg(criterion, "criterion", {"f_test", "aic"}));
+        TVecInt sel;
+        TVec b, sd;
+        TRegStats st{};
+        std::vector<TStepwiseStep> path;
+        Unlocked([&] { StepwiseRegress(Y, A, sel, b, st, &sd, &path, constant, how, by, p_enter, p_remove); });
+        const py::object step = RecordType("StepwiseStep", "column entered f pvalue sse aic");
+        py::list steps;
+        for (const auto& s : path) steps.append(step(s.Column, s.Entered, s.F, s.PValue, s.SSE, s.AIC));
+        const py::object t = RecordType("StepwiseResult", "selected b std_err stats path");
+        return t(ToNumpy(std::move(sel)), ToNumpy(std::move(b)), ToNumpy(std::move(sd)), Stats(st), steps);
+      },
+      "y"_a, "a"_a, "constant"_a = true, "method"_a = py::none(), "criterion"_a = py::none(), "p_enter"_a = 0.05,
+      "p_remove"_a = 0.10,
+      Doc("Regress::StepwiseRegress", "Stepwise selection of the columns of a: selected columns, coefficients "
+                                      "(intercept first), standard errors, statistics and every step taken.").c_str());
 }
 
 }  // namespace kalixpy

@@ -226,6 +226,8 @@ CALLS = [
      lambda r: np.allclose(r.eigenvalues[:2], [21.6800819279413, 8.98591807205862]) and r.coords.shape == (10, 2)),
     (statistics, "latin_hypercube", (8, 3), {"seed": 4, "method": "maximin_best"},
      lambda r: all(sorted(np.floor(c * 8)) == list(range(8)) for c in r.T)),
+    (regress, "stepwise_regress", (1 + 2 * X + 0.1 * Y, np.column_stack([X, np.sin(np.arange(20.0))])), {},
+     lambda r: list(r.selected) == [0] and r.path[0].column == 0 and r.path[0].entered and r.b.shape == (2,)),
     (core, "trigamma", (1.0,), {}, lambda r: r == pytest.approx(np.pi ** 2 / 6)),
 ]
 # Probability functions: one call each, scalar and array forms agreeing.
@@ -342,6 +344,7 @@ ERRORS = [
     (lambda: controlcharts.qc_p_chart(COUNTS, COUNTS[:3]), "QCPChart: Data.Length <> SampleSize.Length"),
     (lambda: statistics.shapiro_wilks(X[:2]), "ShapiroWilks: Data.Length < 3"),
     (lambda: statistics.hotelling_t2(A, mu=[1.0]), "HotellingT2: Mu.Length <> Data.Cols"),
+    (lambda: regress.stepwise_regress(Y, A.repeat(2, 0), p_enter=0.2, p_remove=0.1), "StepwiseRegress: PEnter > PRemove"),
 ]
 
 
