@@ -1,5 +1,7 @@
 // Autocovariance and partial autocorrelation, AR fits, exponential smoothing and forecasts,
 // Box-Cox transforms, the Ljung-Box statistic and moving averages.
+#include <string>
+
 #include "KalixPy.h"
 
 namespace kalixpy {
@@ -26,6 +28,41 @@ py::object ARFit(bool burg, py::handle data, int order) {
   });
   const py::object t = RecordType("ARFitResult", "phi variance std_err");
   return t(ToNumpy(std::move(phi)), var, ToNumpy(std::move(se)));
+}
+
+// Orders p, q as the lengths of the vectors the estimators fill.
+TVec Order(int n) { return TVec(n < 0 ? 0 : n); }
+
+py::object ARMAFit(py::handle data, int p, int q, int extra, bool innovations) {
+  InVec X = ArgVec(data, "data");
+  TVec phi = Order(p), theta = Order(q);
+  double var = 0;
+  Unlocked([&] {
+    if (innovations) ARMAInnovationsFit(X, phi, theta, var, extra);
+    else ARMAHannanRissanenFit(X, phi, theta, var, extra);
+  });
+  const py::object t = RecordType("ARMAFitResult", "phi theta variance");
+  return t(ToNumpy(std::move(phi)), ToNumpy(std::move(theta)), var);
+}
+
+// A starting vector of exactly n elements, or zeros of that length when None.
+TVec Start(py::handle v, int n, const char* name) {
+  if (v.is_none()) return Order(n);
+  TVec s = CopyVec(v, name);
+  if (s.Length() != n) throw py::value_error(std::string("kalix: ") + name + " must have as many elements as the order");
+  return s;
+}
+
+py::object MLResult(TVec&& phi, TVec&& theta, double mu, double var, TVec&& se, const TARMAFitStats& s) {
+  const py::object t = RecordType(
+      "ARMAMLResult", "phi theta mu variance std_err log_lik aic aicc bic iterations stop_reason");
+  return t(ToNumpy(std::move(phi)), ToNumpy(std::move(theta)), mu, var, ToNumpy(std::move(se)), s.LogLik, s.AIC,
+           s.AICc, s.BIC, s.Iterations, s.StopReason);
+}
+
+py::object Forecasts(TVec&& f, TVec&& se, TVec&& lo, TVec&& hi) {
+  const py::object t = RecordType("ForecastResult", "forecast std_err lower upper");
+  return t(ToNumpy(std::move(f)), ToNumpy(std::move(se)), ToNumpy(std::move(lo)), ToNumpy(std::move(hi)));
 }
 
 }  // namespace
@@ -173,6 +210,110 @@ void BindTimeSeries(py::module_& m) {
       },
       "y"_a, "n"_a, "centred"_a = false,
       Doc("StatTimeSerAnalysis::MovingAverage", "(moving averages, offset, mean squared deviation).").c_str());
+  // ARMA, ARIMA and ARAR. phi has the sign of ar_yule_walker_fit, theta the plus sign.
+  m.def("arma_innovations_fit", [](py::handle d, int p, int q, int m_) { return ARMAFit(d, p, q, m_, true); },
+        "data"_a, "p"_a, "q"_a, "m"_a = -1,
+        Doc("StatTimeSerAnalysis::ARMAInnovationsFit",
+            "Preliminary ARMA(p, q) by the innovations algorithm of order m (m < 1: p + q): (phi, theta, variance).").c_str());
+  m.def("arma_hannan_rissanen_fit",
+        [](py::handle d, int p, int q, int ar_long_order) { return ARMAFit(d, p, q, ar_long_order, false); }, "data"_a,
+        "p"_a, "q"_a, "ar_long_order"_a = -1,
+        Doc("StatTimeSerAnalysis::ARMAHannanRissanenFit", "Hannan-Rissanen ARMA(p, q): (phi, theta, variance).").c_str());
+  m.def(
+      "arma_ml_fit",
+      [](py::handle data, int p, int q, double mu, bool fit_mean, py::handle start_phi, py::handle start_theta,
+         int max_iter, double tol) {
+        InVec X = ArgVec(data, "data");
+        TVec phi = Start(start_phi, p, "start_phi"), theta = Start(start_theta, q, "start_theta"), se;
+        const bool use_start = !start_phi.is_none() || !start_theta.is_none();
+        double var = 0;
+        TARMAFitStats st;
+        Unlocked([&] { ARMAMLFit(X, phi, theta, mu, var, &se, &st, fit_mean, use_start, max_iter, tol); });
+        return MLResult(std::move(phi), std::move(theta), mu, var, std::move(se), st);
+      },
+      "data"_a, "p"_a, "q"_a, "mu"_a = 0.0, "fit_mean"_a = true, "start_phi"_a = py::none(),
+      "start_theta"_a = py::none(), "max_iter"_a = 500, "tolerance"_a = 1e-12,
+      Doc("StatTimeSerAnalysis::ARMAMLFit",
+          "Exact Gaussian maximum-likelihood ARMA(p, q), from start_phi/start_theta when given (else Hannan-Rissanen); "
+          "mu is estimated when fit_mean, else taken as given.").c_str());
+  m.def(
+      "arima_ml_fit",
+      [](py::handle data, int p, int d, int q, int seasonal_d, int period, double mu, bool fit_mean) {
+        InVec X = ArgVec(data, "data");
+        TVec phi = Order(p), theta = Order(q), se;
+        double var = 0;
+        TARMAFitStats st;
+        Unlocked([&] { ARIMAMLFit(X, phi, theta, mu, var, d, seasonal_d, period, &se, &st, fit_mean); });
+        return MLResult(std::move(phi), std::move(theta), mu, var, std::move(se), st);
+      },
+      "data"_a, "p"_a, "d"_a, "q"_a, "seasonal_d"_a = 0, "period"_a = 1, "mu"_a = 0.0, "fit_mean"_a = false,
+      Doc("StatTimeSerAnalysis::ARIMAMLFit",
+          "arma_ml_fit of the series differenced d times at lag 1 and seasonal_d times at lag period.").c_str());
+  m.def(
+      "arma_forecast",
+      [](py::handle data, py::handle phi, py::handle theta, double mu, double variance, int horizon, double alpha) {
+        InVec X = ArgVec(data, "data"), P = ArgVec(phi, "phi"), T = ArgVec(theta, "theta");
+        TVec f, se, lo, hi;
+        Unlocked([&] { ARMAForecast(X, P, T, mu, variance, f, &se, &lo, &hi, horizon, alpha); });
+        return Forecasts(std::move(f), std::move(se), std::move(lo), std::move(hi));
+      },
+      "data"_a, "phi"_a, "theta"_a, "mu"_a, "variance"_a, "horizon"_a, "alpha"_a = 0.05,
+      Doc("StatTimeSerAnalysis::ARMAForecast", "Forecasts 1..horizon with standard errors and 1 - alpha bounds.").c_str());
+  m.def(
+      "arima_forecast",
+      [](py::handle data, py::handle phi, py::handle theta, double mu, double variance, int horizon, int d,
+         int seasonal_d, int period, double alpha) {
+        InVec X = ArgVec(data, "data"), P = ArgVec(phi, "phi"), T = ArgVec(theta, "theta");
+        TVec f, se, lo, hi;
+        Unlocked([&] {
+          ARIMAForecast(X, P, T, mu, variance, f, &se, &lo, &hi, horizon, d, seasonal_d, period, alpha);
+        });
+        return Forecasts(std::move(f), std::move(se), std::move(lo), std::move(hi));
+      },
+      "data"_a, "phi"_a, "theta"_a, "mu"_a, "variance"_a, "horizon"_a, "d"_a, "seasonal_d"_a = 0, "period"_a = 1,
+      "alpha"_a = 0.05,
+      Doc("StatTimeSerAnalysis::ARIMAForecast", "ARIMA forecasts (mu is the mean of the differenced series).").c_str());
+  m.def(
+      "arma_simulate",
+      [](py::handle phi, py::handle theta, double mu, double variance, int n, int burn_in, int seed, py::handle dtype) {
+        InVec P = ArgVec(phi, "phi"), T = ArgVec(theta, "theta");
+        if (n < 0) Kalix::ERaise("kalix: n < 0");
+        TVec r(n, DrawPrecision(dtype));
+        Unlocked([&] { ARMASimulate(P, T, mu, variance, r, burn_in, seed); });
+        return ToNumpy(std::move(r));
+      },
+      "phi"_a, "theta"_a, "mu"_a, "variance"_a, "n"_a, "burn_in"_a = -1, "seed"_a = -1, "dtype"_a = py::none(),
+      Doc("StatTimeSerAnalysis::ARMASimulate", "n values of a Gaussian ARMA path; seed=-1 takes a fresh seed.").c_str());
+  m.def(
+      "arima_simulate",
+      [](py::handle phi, py::handle theta, double mu, double variance, int n, int d, int seasonal_d, int period,
+         int burn_in, int seed, py::handle dtype) {
+        InVec P = ArgVec(phi, "phi"), T = ArgVec(theta, "theta");
+        if (n < 0) Kalix::ERaise("kalix: n < 0");
+        TVec r(n, DrawPrecision(dtype));
+        Unlocked([&] { ARIMASimulate(P, T, mu, variance, r, d, seasonal_d, period, burn_in, seed); });
+        return ToNumpy(std::move(r));
+      },
+      "phi"_a, "theta"_a, "mu"_a, "variance"_a, "n"_a, "d"_a, "seasonal_d"_a = 0, "period"_a = 1, "burn_in"_a = -1,
+      "seed"_a = -1, "dtype"_a = py::none(),
+      Doc("StatTimeSerAnalysis::ARIMASimulate", "n values of an ARIMA path (the ARMA path summed d and seasonal_d "
+                                                "times).").c_str());
+  m.def(
+      "arar_forecast",
+      [](py::handle data, int horizon, double alpha, int max_lag) {
+        InVec X = ArgVec(data, "data");
+        TVec f, se, lo, hi;
+        TARARModel md;
+        Unlocked([&] { ARARForecast(X, f, &se, &lo, &hi, horizon, alpha, max_lag, &md); });
+        const py::object mt = RecordType("ARARModel", "shortening lags coeffs variance mean filter");
+        const py::object t = RecordType("ARARResult", "forecast std_err lower upper model");
+        py::object model = mt(ToNumpy(std::move(md.Shortening)), py::cast(md.Lags), py::cast(md.Coeffs), md.Variance,
+                              md.Mean, ToNumpy(std::move(md.Filter)));
+        return t(ToNumpy(std::move(f)), ToNumpy(std::move(se)), ToNumpy(std::move(lo)), ToNumpy(std::move(hi)), model);
+      },
+      "data"_a, "horizon"_a, "alpha"_a = 0.05, "max_lag"_a = 26,
+      Doc("StatTimeSerAnalysis::ARARForecast", "ARAR forecasts with standard errors, bounds and the fitted model "
+                                               "(max_lag 26 for monthly data, 13 for quarterly).").c_str());
 }
 
 }  // namespace kalixpy

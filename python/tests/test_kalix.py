@@ -228,6 +228,27 @@ CALLS = [
      lambda r: all(sorted(np.floor(c * 8)) == list(range(8)) for c in r.T)),
     (regress, "stepwise_regress", (1 + 2 * X + 0.1 * Y, np.column_stack([X, np.sin(np.arange(20.0))])), {},
      lambda r: list(r.selected) == [0] and r.path[0].column == 0 and r.path[0].entered and r.b.shape == (2,)),
+    # ARMA, ARIMA and ARAR.
+    (timeseries, "arma_innovations_fit", (X, 1, 1), {}, lambda r: r.phi.shape == r.theta.shape == (1,)),
+    (timeseries, "arma_hannan_rissanen_fit", (X, 1, 1), {}, lambda r: r.variance > 0),
+    # R 4.x arima(X, order=c(1,0,0), method="ML")
+    (timeseries, "arma_ml_fit", (X, 1, 0), {}, lambda r: np.allclose([r.log_lik, r.phi[0], r.mu, r.variance],
+     [-30.6638207798013, -0.428336343575783, 3.652056791933763, 1.24404766117671], rtol=1e-4)),
+    (timeseries, "arima_ml_fit", (X, 1, 1, 0), {}, lambda r: r.log_lik == pytest.approx(
+        timeseries.arma_ml_fit(np.diff(X), 1, 0, fit_mean=False).log_lik)),
+    # R 4.x predict(arima(X, order=c(1,0,0), method="ML"), n.ahead=3)
+    (timeseries, "arma_forecast", (X, [-0.428336343575783], [], 3.652056791933763, 1.24404766117671, 3), {},
+     lambda r: np.allclose(r.forecast, [3.50302007041864, 3.71589463628607, 3.62471272310214])
+     and np.allclose(r.std_err, [1.11536884534970, 1.21338188653231, 1.23051725472208])),
+    (timeseries, "arima_forecast", (np.cumsum(X), [], [], X.mean(), 1.0, 2, 1), {},
+     lambda r: np.allclose(r.forecast, np.cumsum(X)[-1] + X.mean() * np.array([1, 2]))
+     and np.allclose(r.std_err, [1, np.sqrt(2)])),
+    (timeseries, "arma_simulate", ([0.5], [0.3], 1.0, 1.0, 50), {"seed": 3, "dtype": np.float32},
+     lambda r: r.dtype == np.float32 and np.array_equal(r, timeseries.arma_simulate([0.5], [0.3], 1.0, 1.0, 50, seed=3,
+                                                                                       dtype=np.float32))),
+    (timeseries, "arima_simulate", ([0.5], [], 0.0, 1.0, 30, 1), {"seed": 3}, lambda r: r.shape == (30,)),
+    (timeseries, "arar_forecast", (np.sin(np.arange(60.0)) + 0.01 * np.arange(60.0), 4), {"max_lag": 13},
+     lambda r: r.forecast.shape == (4,) and np.all(r.lower < r.upper) and r.model.shortening[0] == 1),
     (core, "trigamma", (1.0,), {}, lambda r: r == pytest.approx(np.pi ** 2 / 6)),
 ]
 # Probability functions: one call each, scalar and array forms agreeing.
@@ -345,6 +366,7 @@ ERRORS = [
     (lambda: statistics.shapiro_wilks(X[:2]), "ShapiroWilks: Data.Length < 3"),
     (lambda: statistics.hotelling_t2(A, mu=[1.0]), "HotellingT2: Mu.Length <> Data.Cols"),
     (lambda: regress.stepwise_regress(Y, A.repeat(2, 0), p_enter=0.2, p_remove=0.1), "StepwiseRegress: PEnter > PRemove"),
+    (lambda: timeseries.arma_forecast(X, [0.5], [], 0.0, 1.0, 0), "ARMAForecast: Horizon < 1"),
 ]
 
 
