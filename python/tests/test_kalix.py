@@ -19,6 +19,8 @@ A = np.column_stack([X[:10], X[10:]])
 GROUPS = np.array([0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1], dtype=np.int32)
 POS = np.abs(X) / 7.0  # values in (0, 1)
 COUNTS = np.array([3.0, 5, 2, 4, 6, 3, 1, 4, 5, 2])
+SKEW = np.exp(X / 2)
+NORM_CDF = 0.5 * (1 + np.vectorize(math.erf)((X - 3.0) / (1.3 * np.sqrt(2))))  # Normal(3, 1.3) at X
 
 
 def _reference():
@@ -60,6 +62,12 @@ def _flat(record):
     for v in record:
         out.extend(v if isinstance(v, tuple) else [float(v)])
     return out
+
+
+def _two_sample_t2(a, b):
+    d = a.mean(0) - b.mean(0)
+    pooled = ((len(a) - 1) * np.cov(a.T) + (len(b) - 1) * np.cov(b.T)) / (len(a) + len(b) - 2)
+    return d @ np.linalg.solve(pooled * (1 / len(a) + 1 / len(b)), d)
 
 
 def _regress_test():
@@ -205,7 +213,8 @@ CALLS = [
     (statistics, "gof_kolmogorov", (POS,), {}, lambda r: 0 < r.statistic < 1),
     (statistics, "gof_chi2_test", (COUNTS, np.full(10, 0.1)), {}, lambda r: r.small_count == 10),
     (statistics, "gof_lillie_test", (X,), {}, lambda r: r.decision == kalix.HypothesisResult.not_reject),
-    (statistics, "anderson_darling", (X,), {"mu": 3.5, "sigma": 1.3}, lambda r: 0 < r.pvalue <= 1),
+    (statistics, "anderson_darling", (X,), {"mu": 3.0, "sigma": 1.3}, lambda r: 0 < r.pvalue <= 1 and r.statistic ==
+     pytest.approx(-20 - np.mean(np.arange(1, 40, 2) * np.log(np.sort(NORM_CDF) * (1 - np.sort(NORM_CDF)[::-1]))))),
     (statistics, "gof_bera_jarque_test", (X,), {}, lambda r: r.statistic > 0),
     (statistics, "shapiro_wilks", (X,), {}, lambda r: 0.9 < r.statistic <= 1),
     (statistics, "shapiro_francia", (X,), {}, lambda r: 0.9 < r.statistic <= 1),
@@ -214,9 +223,12 @@ CALLS = [
     (statistics, "kruskal_wallis", (X, GROUPS), {}, lambda r: 0 < r.pvalue < 1),
     (statistics, "mann_whitney_exact", (X, Y), {}, lambda r: 0 < r.pvalue <= 1),
     # Multivariate analysis and designs.
-    (statistics, "pairwise_distance", (A,), {}, lambda r: np.allclose(r, np.linalg.norm(A[:, None] - A[None], axis=2))),
+    (statistics, "pairwise_distance", (A,), {}, lambda r: np.allclose(r, np.linalg.norm(A[:, None] - A[None], axis=2))
+     and np.allclose(statistics.pairwise_distance(A[:4], A[4:], metric="cityblock"),
+                     np.abs(A[:4, None] - A[None, 4:]).sum(axis=2))),
     (statistics, "hotelling_t2", (A,), {"mu": [3.5, 3.5]}, lambda r: r.statistic == pytest.approx(
-        10 * (A.mean(0) - 3.5) @ np.linalg.solve(np.cov(A.T), A.mean(0) - 3.5))),
+        10 * (A.mean(0) - 3.5) @ np.linalg.solve(np.cov(A.T), A.mean(0) - 3.5)) and statistics.hotelling_t2(
+        A[:6], A[6:] + 1).statistic == pytest.approx(_two_sample_t2(A[:6], A[6:] + 1))),
     (statistics, "box_m_test", (np.column_stack([X, Y]), GROUPS), {}, lambda r: r.f_df[0] == 6),
     (statistics, "ortho_rotate", (np.column_stack([X, Y]) / 7,), {"method": "quartimax"},
      lambda r: np.allclose(r[1] @ r[1].T, np.eye(2)) and np.allclose(r[0], np.column_stack([X, Y]) / 7 @ r[1])),
@@ -280,8 +292,6 @@ RANDOM_SPECIAL = {"random_chi_square": (3,), "random_erlang": (2, 1.5), "random_
                   "random_rayleigh": (1.0,)}
 
 
-SKEW = np.exp(X / 2)
-NORM_CDF = 0.5 * (1 + np.vectorize(math.erf)((X - 3.0) / (1.3 * np.sqrt(2))))
 # (call, statistic, pvalue, relative tolerance of the p-value), each from the source named.
 REFERENCE = [
     (lambda: statistics.shapiro_wilks(SKEW), 0.867161665524998, 0.0104782841989709, 1e-9),  # R shapiro.test
