@@ -11,6 +11,8 @@
 // eigenvalues come from the tridiagonal QL iteration without vectors, and the K vectors come
 // from inverse iteration on the tridiagonal matrix, transformed back by the Householder
 // reflections: O(n^2 K) after the reduction instead of the O(n^3) accumulation of every vector.
+// A vector whose residual shows that a cluster of eigenvalues defeated the iteration sends the
+// call to the full QL iteration with vectors.
 
 #include <algorithm>
 #include <cmath>
@@ -39,7 +41,7 @@ using Vec = Eigen::Matrix<T, Eigen::Dynamic, 1>;
 // 5.54); prev holds vectors already found, against which it is kept orthogonal so that
 // (nearly) equal eigenvalues still give an orthonormal set.
 template <class T>
-Vec<T> TridiagonalVector(const Vec<T>& a, const Vec<T>& b, T lam, const std::vector<Vec<T>>& prev) {
+Vec<T> TridiagonalVector(const Vec<T>& a, const Vec<T>& b, T lam, const std::vector<Vec<T>>& prev, T& residual) {
   const Eigen::Index n = a.size();
   const T scale = std::max(a.cwiseAbs().maxCoeff(), b.size() ? b.cwiseAbs().maxCoeff() : T(0));
   const T shift = lam + (scale > 0 ? scale : T(1)) * std::numeric_limits<T>::epsilon() * T(4);
@@ -76,7 +78,12 @@ Vec<T> TridiagonalVector(const Vec<T>& a, const Vec<T>& b, T lam, const std::vec
   const T tiny = scale * std::numeric_limits<T>::epsilon() + std::numeric_limits<T>::min();
   for (Eigen::Index i = 0; i < n; ++i)
     if (std::abs(u0(i)) < tiny) u0(i) = tiny;
-  Vec<T> x = Vec<T>::Ones(n);
+  // A start that differs for every vector, so a multiple eigenvalue's vectors are not all
+  // drawn from one start.
+  Vec<T> x(n);
+  for (Eigen::Index i = 0; i < n; ++i)
+    x(i) = T(1) + T(0.5) * std::sin(T(0.7) * static_cast<T>((i + 1) * static_cast<Eigen::Index>(prev.size() + 1)));
+  for (const auto& v : prev) x -= v.dot(x) * v;
   for (int it = 0; it < 3; ++it) {
     // Forward: apply the row interchanges and multipliers.
     for (Eigen::Index i = 0; i < n - 1; ++i) {
@@ -93,6 +100,13 @@ Vec<T> TridiagonalVector(const Vec<T>& a, const Vec<T>& b, T lam, const std::vec
     for (const auto& v : prev) x -= v.dot(x) * v;
     x /= x.norm();
   }
+  // |T x - lam x|, the check that the vector belongs to lam.
+  Vec<T> r = (a.array() - lam).matrix().cwiseProduct(x);
+  if (n > 1) {
+    r.head(n - 1) += b.cwiseProduct(x.tail(n - 1));
+    r.tail(n - 1) += b.cwiseProduct(x.head(n - 1));
+  }
+  residual = r.cwiseAbs().maxCoeff();
   return x;
 }
 
@@ -116,14 +130,29 @@ void MDSKernel(const TMtx& D, int K, TMtx& Coords, TVec& Eig, TTwoElmReal* GOF) 
   Coords.Size(static_cast<int>(n), K, PrecisionOf<T>());
   auto c = Kalix::detail::Map<T>(Coords);
   std::vector<Vec<T>> found;
+  const T scale = std::max(a.cwiseAbs().maxCoeff(), b.size() ? b.cwiseAbs().maxCoeff() : T(0));
+  const T accept = T(100) * static_cast<T>(n) * std::numeric_limits<T>::epsilon() * scale;
+  bool ok = true;
+  for (int k = 0; k < K && ok; ++k) {
+    T residual;
+    found.push_back(TridiagonalVector<T>(a, b, lam(k), found, residual));
+    ok = residual <= accept;
+  }
+  if (!ok) {
+    // A cluster of eigenvalues defeated inverse iteration: all vectors of the tridiagonal
+    // matrix by the QL iteration instead (the slow but always orthonormal route).
+    Eigen::SelfAdjointEigenSolver<Mat<T>> full;
+    full.computeFromTridiagonal(a, b, Eigen::ComputeEigenvectors);
+    found.resize(static_cast<std::size_t>(K));
+    for (int k = 0; k < K; ++k) found[std::size_t(k)] = full.eigenvectors().col(n - 1 - k);
+  }
   const auto Q = tri.matrixQ();
   for (int k = 0; k < K; ++k) {
-    found.push_back(TridiagonalVector<T>(a, b, lam(k), found));
     if (!(lam(k) > 0)) {
       c.col(k).setZero();
       continue;
     }
-    Vec<T> v = Q * found.back();
+    Vec<T> v = Q * found[std::size_t(k)];
     // Sign: the largest-magnitude coordinate positive (the eigen-solver's sign is arbitrary).
     Eigen::Index at;
     v.cwiseAbs().maxCoeff(&at);

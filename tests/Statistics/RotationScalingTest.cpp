@@ -212,3 +212,21 @@ TEST(ClassicalMDS, ConcurrentCallsAgree) {
 }
 
 }  // namespace
+
+namespace {
+
+// Equidistant points (a regular simplex): one eigenvalue of multiplicity n - 1, whose vectors
+// must still give back every distance.
+TEST(ClassicalMDS, MultipleEigenvalueStillReproducesTheDistances) {
+  const int n = 6;
+  Kalix::TMtx D(n, n), X, E;
+  Kalix::TVec eig;
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j) D(i, j) = i == j ? 0 : 1;
+  ClassicalMDS(D, X, eig, nullptr, n - 1);
+  PairwiseDistance(X, E);
+  for (int i = 0; i < n * n; ++i) EXPECT_NEAR(D.Values(i), E.Values(i), 1e-12);
+  EXPECT_NEAR(0.5, eig[4], 1e-14);
+}
+
+}  // namespace
