@@ -6,8 +6,6 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <span>
-#include <vector>
 
 #include "Statistics/Statistics.h"
 #include "Statistics/detail/Likelihood.h"
@@ -86,126 +84,12 @@ TPair WeibullStart(const TVec& X) {
 
 TPair CauchyStart(const TVec& X) { return {Median(X), std::max(0.2, 0.1 * StdDev(X))}; }
 
-// ---------------------------------------------------------------- Weibull profile likelihood
-
-// For a fixed shape b the likelihood is maximal at a = n / sum x^b, which leaves one equation
-// for b (Cohen, "Maximum likelihood estimation in the Weibull distribution based on complete
-// and on censored samples", Technometrics 7, 1965; Lawless, Statistical Models and Methods for
-// Lifetime Data, section 5.2):
-//   g(b) = 1/b + mean(ln x) - sum x^b ln x / sum x^b = 0,
-// g decreasing, g'(b) = -1/b^2 - (the x^b-weighted variance of ln x). With u = ln x - max ln x
-// every exp(b u) lies in (0, 1], so no sum overflows.
-struct TWeibullProfile {
-  std::vector<double> u;
-  double meanU = 0, maxL = 0;
-
-  // g and g' at b; s0 = sum exp(b u) for the scale.
-  void Eval(double b, double& g, double& dg, double& s0) const {
-    double t0 = 0, t1 = 0, t2 = 0;
-    for (const double v : u) {
-      const double e = std::exp(b * v);
-      t0 += e;
-      t1 += e * v;
-      t2 += e * v * v;
-    }
-    const double m1 = t1 / t0;
-    g = 1 / b + meanU - m1;
-    dg = -1 / (b * b) - (t2 / t0 - m1 * m1);
-    s0 = t0;
-  }
-};
-
-// Safeguarded Newton on g: a step leaving the bracket [lo, hi] known to hold the root is
-// replaced by bisection. False when the data give no root (all equal) or g is not finite.
-bool WeibullProfileRoot(const TWeibullProfile& p, double b0, double& b, double& s0) {
-  double lo = 0, hi = kInf, g = 0, dg = 0;
-  b = b0;
-  for (int it = 0; it < 200; ++it) {
-    p.Eval(b, g, dg, s0);
-    if (!std::isfinite(g) || !std::isfinite(dg)) return false;
-    if (g > 0)
-      lo = b;
-    else
-      hi = b;
-    double next = b - g / dg;
-    if (!(next > lo && next < hi)) next = std::isinf(hi) ? 2 * b : 0.5 * (lo + hi);
-    if (std::fabs(next - b) <= 4 * std::numeric_limits<double>::epsilon() * b) {
-      b = next;
-      p.Eval(b, g, dg, s0);
-      return std::isfinite(s0) && s0 > 0;
-    }
-    if (std::isinf(hi) && b > 1e300) return false;
-    b = next;
-  }
-  return false;
-}
-
-enum class TProfileOutcome { failed, estimate, start };
-
-// The maximum-likelihood (a, b) from the profile equation, for positive finite data. When the
-// objective's 2^-52 guard on the density would move the minimiser (some density at the
-// estimate below 1e10 times the guard), the estimate is only a start for the optimiser.
-template <class T>
-TProfileOutcome WeibullProfileFit(std::span<const T> x, TPair& est) {
-  const std::size_t n = x.size();
-  if (n < 2) return TProfileOutcome::failed;
-  TWeibullProfile p;
-  p.u.resize(n);
-  p.maxL = -kInf;
-  for (std::size_t i = 0; i < n; ++i) {
-    if (!(x[i] > T(0) && x[i] < std::numeric_limits<T>::infinity())) return TProfileOutcome::failed;
-    p.u[i] = std::log(static_cast<double>(x[i]));
-    p.maxL = std::max(p.maxL, p.u[i]);
-  }
-  double sumU = 0, sumU2 = 0;
-  for (double& v : p.u) {
-    v -= p.maxL;
-    sumU += v;
-  }
-  p.meanU = sumU / static_cast<double>(n);
-  for (const double v : p.u) sumU2 += (v - p.meanU) * (v - p.meanU);
-  const double sd = std::sqrt(sumU2 / static_cast<double>(n - 1));
-  if (!(sd > 0)) return TProfileOutcome::failed;
-  // Start: ln x of Weibull data is Gumbel with standard deviation pi / (b sqrt 6).
-  double b = 0, s0 = 0;
-  if (!WeibullProfileRoot(p, 1.2825498301618641 / sd, b, s0)) return TProfileOutcome::failed;
-  // a = n / sum x^b = n exp(-b maxL) / s0.
-  const double lnA = std::log(static_cast<double>(n) / s0) - b * p.maxL, a = std::exp(lnA);
-  if (!(a > 0 && std::isfinite(a))) return TProfileOutcome::failed;
-  est = {a, b};
-  // The guard adds e/f (e = 2^-52) times each density's relative scores (a d/da, b d/db of
-  // ln f = ln a + ln b + (b - 1) ln x - a x^b) to the likelihood equations; while their sum
-  // stays below 1e-10 n the minimiser moves by about 1e-10 of itself, below rounding of the
-  // optimiser's own answer.
-  const double c0 = lnA + std::log(b), lnGuard = std::log(std::numeric_limits<double>::epsilon());
-  double shift = 0;
-  for (const double v : p.u) {
-    const double l = v + p.maxL, h = std::exp(lnA + b * l), lf = c0 + (b - 1) * l - h;
-    if (lf - lnGuard > 40) continue;  // e/f below 4e-18
-    shift += std::exp(lnGuard - lf) * (std::fabs(1 + b * l * (1 - h)) + std::fabs(1 - h));
-  }
-  if (!(shift <= 1e-10 * static_cast<double>(n))) return TProfileOutcome::start;
-  return TProfileOutcome::estimate;
-}
-
-TPair WeibullFitReal(const TVec& X, int MaxIter, double Tolerance) {
-  // The optimiser keeps its own rules for no iterations and for bad settings.
-  if (MaxIter > 0 && Tolerance >= 0) {
-    TPair est{};
-    const TProfileOutcome o =
-        WithPrecision(X, [&](auto t) { return WeibullProfileFit(X.Span<typename decltype(t)::type>(), est); });
-    if (o == TProfileOutcome::estimate) return est;
-    if (o == TProfileOutcome::start) return Minimise(TLikeDist::Weibull, X, est, MaxIter, Tolerance);
-  }
-  return Minimise(TLikeDist::Weibull, X, WeibullStart(X), MaxIter, Tolerance);
-}
-
 // Fits X, or for complex data (accepted by the plain Weibull fit) the real parts of X.
 TPair WeibullPlain(const TVec& X, int MaxIter, double Tolerance) {
-  if (!X.Complex()) return WeibullFitReal(X, MaxIter, Tolerance);
+  if (!X.Complex()) return Minimise(TLikeDist::Weibull, X, WeibullStart(X), MaxIter, Tolerance);
   TVec re(X.Length(), X.IsDouble() ? mvDouble : mvSingle);
   for (int i = 0; i < X.Length(); ++i) re.Values(i) = X.Values(i);
-  return WeibullFitReal(re, MaxIter, Tolerance);
+  return Minimise(TLikeDist::Weibull, re, WeibullStart(re), MaxIter, Tolerance);
 }
 
 TPair CauchyPlain(const TVec& X, int MaxIter, double Tolerance) {
