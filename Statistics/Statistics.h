@@ -234,11 +234,8 @@ KALIX_EXPORT void GammaFit(const TVec& X, double& A, double& B, int MaxIter = 50
 /// With Wald intervals. Raises "GammaFit : X.Complex = True".
 KALIX_EXPORT void GammaFit(const TVec& X, double& A, double& B, TTwoElmReal& ACI, TTwoElmReal& BCI,
                            int MaxIter = 500, double Tolerance = 1e-8, double Alpha = 0.05);
-/// Weibull A, B (density A B x^(B-1) exp(-A x^B)) by maximum likelihood: Newton on the profile
-/// equation for B (Cohen 1965) with A in closed form; the bounded optimiser from a
-/// probability-plot start where that cannot serve (MaxIter <= 0, bad Tolerance, x <= 0, the
-/// density floor binding). Deliberately no complexity check: complex data are fitted by their
-/// real parts.
+/// Weibull A, B (density A B x^(B-1) exp(-A x^B)) from a probability-plot start. Deliberately no
+/// complexity check: complex data are fitted by their real parts.
 KALIX_EXPORT void WeibullFit(const TVec& X, double& A, double& B, int MaxIter = 500, double Tolerance = 1e-8);
 /// With Wald intervals. Raises "WeibullFit: X.Complex=True".
 KALIX_EXPORT void WeibullFit(const TVec& X, double& A, double& B, TTwoElmReal& ACI, TTwoElmReal& BCI,
