@@ -53,8 +53,9 @@ KALIX_FUZZ_ENTRY(NormalityTests) {
                                                {"GOFBeraJarqueTest", GOFBeraJarqueTest},
                                                {"ShapiroWilks", ShapiroWilks},
                                                {"ShapiroFrancia", ShapiroFrancia}};
-  for (const auto& [name, f] : tests) {
-    c.Run(name, [&](TOutputs& o) {
+  for (const auto& test : tests) {
+    const TFn f = test.second;  // clang 14 cannot capture a structured binding
+    c.Run(test.first, [&](TOutputs& o) {
       THypothesisResult h;
       double p;
       o.Num(f(x, h, p, alpha));
