@@ -152,7 +152,7 @@ void BindQuality(py::module_& m) {
         return t(out, cp, cpk, Pair(cpci), Pair(cpkci));
       },
       "data"_a, "lsl"_a, "usl"_a, "alpha"_a = 0.05,
-      Doc("StatControlCharts::QCCapIndexes", "Fraction out of specification, Cp, Cpk and their intervals.").c_str());
+      Doc("StatControlCharts::QCCapIndexes", "Fraction outside the tolerance limits, Cp, Cpk and their intervals.").c_str());
 }
 
 void BindProbPlots(py::module_& m) {
