@@ -4,6 +4,7 @@
 
 #include "Statistics/Statistics.h"
 #include "Statistics/detail/HypothesisRule.h"
+#include "Statistics/detail/SampleMoments.h"
 
 namespace Statistics {
 
@@ -22,16 +23,9 @@ struct TMeanSD {
   double mean, sd, n;
 };
 
-// Mean and sample standard deviation (divisor n - 1) in two passes, in the data's precision.
 TMeanSD MeanAndSD(const TVec& X) {
-  return WithPrecision(X, [&](auto t) {
-    using T = typename decltype(t)::type;
-    auto x = X.Span<T>();
-    const T m = Kern::Mean<T>(x);
-    const double n = static_cast<double>(x.size());
-    const double ss = static_cast<double>(Kern::SumSqDev<T>(x, m));
-    return TMeanSD{static_cast<double>(m), std::sqrt(ss / (n - 1.0)), n};
-  });
+  const detail::TSampleMoments m = detail::MeanAndVariance(X);
+  return {m.mean, std::sqrt(m.var), m.n};
 }
 
 double OneSampleT(const TVec& Data, double Mu, THypothesisResult& hRes, double& Signif, TTwoElmReal& ConfInt,

@@ -4,6 +4,7 @@
 
 #include "Statistics/Statistics.h"
 #include "Statistics/detail/HypothesisRule.h"
+#include "Statistics/detail/SampleMoments.h"
 
 namespace Statistics {
 
@@ -16,25 +17,6 @@ using detail::QuietNan;
 using detail::TailInterval;
 using detail::TailSignif;
 
-namespace {
-
-struct TMeanVar {
-  double mean, var, n;
-};
-
-// Mean and sample variance (divisor n - 1) in two passes, in the data's precision.
-TMeanVar MeanAndVar(const TVec& X) {
-  return WithPrecision(X, [&](auto t) {
-    using T = typename decltype(t)::type;
-    auto x = X.Span<T>();
-    const T m = Kern::Mean<T>(x);
-    const double n = static_cast<double>(x.size());
-    return TMeanVar{static_cast<double>(m), static_cast<double>(Kern::SumSqDev<T>(x, m)) / (n - 1.0), n};
-  });
-}
-
-}  // namespace
-
 // Welch (1947, Biometrika 34, 28-35): t = (m1 - m2) / se with se^2 = v1/n1 + v2/n2 and the
 // Satterthwaite (1946) degrees of freedom se^4 / ((v1/n1)^2/(n1-1) + (v2/n2)^2/(n2-1)).
 double tTestWelch(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes, double& Signif,
@@ -42,7 +24,7 @@ double tTestWelch(const TVec& Data1, const TVec& Data2, THypothesisResult& hRes,
   if (Data1.Complex() || Data2.Complex()) ERaise("tTestWelch: vectors must be real");
   DF = NAN;
   if (!AlphaInRange(Alpha) || !KnownTail(hType)) return QuietNan(hRes, Signif, &ConfInt);
-  const TMeanVar a = MeanAndVar(Data1), b = MeanAndVar(Data2);
+  const detail::TSampleMoments a = detail::MeanAndVariance(Data1), b = detail::MeanAndVariance(Data2);
   const double wa = a.var / a.n, wb = b.var / b.n;
   const double se2 = wa + wb;
   const double df = se2 * se2 / (wa * wa / (a.n - 1.0) + wb * wb / (b.n - 1.0));
