@@ -1,0 +1,96 @@
+// Fuzz entries of ARMA estimation, ARIMA forecasting and simulation and ARAR. The model orders
+// are the lengths of Phi and Theta, which the caller sets, so those vectors are made afresh in
+// every run (a stale Phi of another length would ask for another model) and copied out.
+#include "FuzzHarness.h"
+
+using namespace KalixFuzz;
+using namespace StatTimeSerAnalysis;
+
+namespace {
+
+// Orders and horizons are kept small: the routines' cost grows with their cubes.
+TVec Coefficients(TCall& c) {
+  const int n = c.Bytes().Int(-1, 3);
+  TVec v;
+  if (n >= 0) v.Size(n);
+  for (int i = 0; i < n; ++i) v.Values(i) = c.Double();
+  return v;
+}
+
+}  // namespace
+
+KALIX_FUZZ_ENTRY(ARMAFits) {
+  const TVec& x = c.Vec();
+  const int p = c.Bytes().Int(-1, 3), q = c.Bytes().Int(-1, 3), m = c.Bytes().Int(-2, 30);
+  const int maxIter = c.Bytes().Int(-1, 20), d = c.Bytes().Int(-1, 2), sd = c.Bytes().Int(-1, 1);
+  const int period = c.Bytes().Int(-1, 13);
+  const bool fitMean = c.Bytes().Bool(), useStart = c.Bytes().Bool();
+  const double tol = c.Double();
+  auto orders = [&](TVec& phi, TVec& theta) {
+    phi.Size(std::max(p, 0));
+    theta.Size(std::max(q, 0));
+    phi.SetVal(0.1), theta.SetVal(0.1);
+  };
+  auto out = [](TOutputs& o, const TVec& phi, const TVec& theta) { o.Vec(0).Copy(phi), o.Vec(1).Copy(theta); };
+  c.Run("ARMAInnovationsFit", [&](TOutputs& o) {
+    TVec phi, theta;
+    double v = 0;
+    orders(phi, theta);
+    ARMAInnovationsFit(x, phi, theta, v, m);
+    out(o, phi, theta), o.Num(v);
+  });
+  c.Run("ARMAHannanRissanenFit", [&](TOutputs& o) {
+    TVec phi, theta;
+    double v = 0;
+    orders(phi, theta);
+    ARMAHannanRissanenFit(x, phi, theta, v, m);
+    out(o, phi, theta), o.Num(v);
+  });
+  c.Run("ARMAMLFit", [&](TOutputs& o) {
+    TVec phi, theta;
+    double mu = 0, v = 0;
+    TARMAFitStats st;
+    orders(phi, theta);
+    o.Num(ARMAMLFit(x, phi, theta, mu, v, &o.Vec(2), &st, fitMean, useStart, maxIter, tol));
+    out(o, phi, theta), o.Num(mu), o.Num(v), o.Num(st.LogLik), o.Num(st.Iterations);
+  });
+  c.Run("ARIMAMLFit", [&](TOutputs& o) {
+    TVec phi, theta;
+    double mu = 0, v = 0;
+    orders(phi, theta);
+    o.Num(ARIMAMLFit(x, phi, theta, mu, v, d, sd, period, nullptr, nullptr, fitMean));
+    out(o, phi, theta), o.Num(mu), o.Num(v);
+  });
+}
+
+KALIX_FUZZ_ENTRY(ARMAForecastSimulate) {
+  const TVec& x = c.Vec();
+  const TVec phi = Coefficients(c), theta = Coefficients(c);
+  const double mu = c.Double(), var = c.Double(), alpha = c.Double();
+  const int h = c.Bytes().Int(-1, 40), d = c.Bytes().Int(-1, 2), sd = c.Bytes().Int(-1, 1);
+  const int period = c.Bytes().Int(-1, 13), len = c.Bytes().Int(0, 500), burn = c.Bytes().Int(-2, 100);
+  const int seed = c.Bytes().Int(0, 1000), maxLag = c.Bytes().Int(-1, 30);
+  const bool opt = !c.Null();
+  c.Run("ARMAForecast", [&](TOutputs& o) {
+    ARMAForecast(x, phi, theta, mu, var, o.Vec(0), opt ? &o.Vec(1) : nullptr, &o.Vec(2), &o.Vec(3), h, alpha);
+  });
+  c.Run("ARIMAForecast", [&](TOutputs& o) {
+    ARIMAForecast(x, phi, theta, mu, var, o.Vec(0), opt ? &o.Vec(1) : nullptr, &o.Vec(2), &o.Vec(3), h, d, sd,
+                  period, alpha);
+  });
+  c.Run("ARMASimulate", [&](TOutputs& o) {
+    TVec r(len);
+    ARMASimulate(phi, theta, mu, var, r, burn, seed);
+    o.Vec(0).Copy(r);
+  });
+  c.Run("ARIMASimulate", [&](TOutputs& o) {
+    TVec r(len);
+    ARIMASimulate(phi, theta, mu, var, r, d, sd, period, burn, seed);
+    o.Vec(0).Copy(r);
+  });
+  c.Run("ARARForecast", [&](TOutputs& o) {
+    TARARModel m;
+    ARARForecast(x, o.Vec(0), opt ? &o.Vec(1) : nullptr, &o.Vec(2), &o.Vec(3), h, alpha, maxLag, opt ? &m : nullptr);
+    o.Num(m.Variance), o.Num(m.Mean);
+  });
+}
