@@ -61,6 +61,10 @@ void NeedValues(std::size_t n, std::size_t least, const std::string& what, const
 /// A TVec holding values (copied).
 Kalix::TVec ToVec(const std::vector<double>& values);
 
+/// A read-only TVec over values: a view of the same memory when it is aligned for one, else a
+/// copy. Only for routines that take a const vector; values must outlive it unchanged.
+Kalix::TVec ViewOf(const std::vector<double>& values);
+
 /// Prints the results to standard output in common.format, in one write.
 void Emit(const std::vector<ResultTable>& tables, const Common& common);
 
