@@ -74,6 +74,15 @@ std::string Decision(Statistics::THypothesisResult h);
 /// Parses a hypothesis alternative: two.sided, greater, less.
 Statistics::THypothesisType Alternative(const std::string& text);
 
+/// Counts of values in equal-width bins from lo to hi (NaN: the data's own end), for the
+/// histogram table and its chart; edges has one more element than counts.
+struct HistogramData {
+  std::vector<int> counts;
+  std::vector<double> edges;
+  std::size_t n = 0;
+};
+HistogramData ComputeHistogram(const std::vector<double>& values, int bins, double lo, double hi);
+
 /// Registers every analysis subcommand (describe .. capability) in the order of the help text.
 void AddAnalysisCommands(CLI::App& app, Common& common);
 
