@@ -485,6 +485,8 @@ def percentile(x, p, method=None, bins=4096, max_collect=1 << 22):
     _statistics.percentile(np.zeros(1, dtype=x.dtype), p, method)  # the library's checks
     if x.shape[0] == 0:
         return _statistics.percentile(np.zeros(0, dtype=x.dtype), p, method)
+    if x.dtype not in (np.float32, np.float64):
+        x = x.astype(np.float64)  # as the library reads integers and the like
     n, nans, low, high, lo0, hi0 = _compute(_reduce(x[:, None], _census_add, _census_state, "census"))
     n, numbers = int(n), int(n - nans)
     how = _method_number(method)
