@@ -9,3 +9,5 @@
 #include "StatProbPlots/StatProbPlots.h"          // IWYU pragma: export
 #include "StatRandom/StatRandom.h"   // IWYU pragma: export
 #include "StatTimeSerAnalysis/StatTimeSerAnalysis.h"  // IWYU pragma: export
+#include "Statistics/Partials.h"     // IWYU pragma: export
+#include "Regress/Partials.h"        // IWYU pragma: export

@@ -32,3 +32,6 @@ __all__ = [
     "KalixError", "HypothesisType", "HypothesisResult", "PercentileMethod", "view_alignment",
     "controlcharts", "core", "probplots", "random", "regmodels", "regress", "statistics", "timeseries",
 ]
+# Mergeable partial results.
+from . import partials  # noqa: E402,F401
+__all__.append("partials")

@@ -103,5 +103,6 @@ void BindRandom(py::module_& m);
 void BindQuality(py::module_& m);
 void BindProbPlots(py::module_& m);
 void BindMultivariate(py::module_& m);
+void BindPartials(py::module_& m);
 
 }  // namespace kalixpy

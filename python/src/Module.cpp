@@ -58,4 +58,6 @@ PYBIND11_MODULE(_kalix, m) {
   BindQuality(controlcharts);
   BindProbPlots(probplots);
   BindMultivariate(statistics);
+  py::module_ partials = Area(m, "partials", "Mergeable partial results: add, merge, finish.");
+  BindPartials(partials);
 }
