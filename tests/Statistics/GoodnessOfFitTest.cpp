@@ -63,31 +63,31 @@ TEST_P(GoodnessOfFit, EmpiricalCDFIsRightContinuous) {
 TEST_P(GoodnessOfFit, KolmogorovOneSampleExactAndAsymptotic) {
   THypothesisResult h;
   double p;
-  // R: ks.test(A, "pnorm", 3, 1.5, alternative = ...): exact below 100 untied values
-  TVec cdf(static_cast<int>(kA.size()), GetParam());
-  for (int i = 0; i < cdf.Length(); ++i) cdf.Values(i) = NormalCDF(kA[static_cast<std::size_t>(i)], 3, 1.5);
-  for (const TTailCase& c : {TTailCase{htTwoTailed, 0.16190303812824788, 0.6140621597373892},
-                             TTailCase{htRightTailed, 0.13670438618290787, 0.43446885908124488},
-                             TTailCase{htLeftTailed, 0.16190303812824788, 0.31633013930549625}}) {
+  std::vector<double> cdf, t{0.1, 0.4, 0.4, 0.7, 1.2, 1.2, 1.9, 2.3, 0.9, 1.5};
+  for (double v : kA) cdf.push_back(NormalCDF(v, 3, 1.5));
+  for (double& v : t) v = 1.0 - std::exp(-v);
+  const std::vector<double> u = Frac(120, 0.7548776662466927, 1.1);
+  const struct {
+    const std::vector<double>* x;
+    TTailCase ref;
+  } cases[]{
+      // R: ks.test(A, "pnorm", 3, 1.5, alternative = ...): exact below 100 untied values
+      {&cdf, {htTwoTailed, 0.16190303812824788, 0.6140621597373892}},
+      {&cdf, {htRightTailed, 0.13670438618290787, 0.43446885908124488}},
+      {&cdf, {htLeftTailed, 0.16190303812824788, 0.31633013930549625}},
+      // R: u <- ((1:120) * 0.7548776662466927) %% 1; ks.test(u, function(q) q^1.1, alternative = ...)
+      {&u, {htTwoTailed, 0.053019870454293322, 0.8886347203923185}},
+      {&u, {htRightTailed, 0.053019870454293322, 0.50932671143498898}},
+      {&u, {htLeftTailed, 0.0056078242019320657, 0.99248096430414356}},
+      // Ties force the asymptotic distribution. R: ks.test(c(0.1, 0.4, 0.4, ...), "pexp")
+      {&t, {htTwoTailed, 0.22967995396436072, 0.66710449811615491}},
+  };
+  for (const auto& [x, c] : cases) {
     SCOPED_TRACE(c.hType);
-    EXPECT_CLOSE(c.stat, GOFKolmogorov(cdf, h, p, c.hType), Tol());
+    EXPECT_CLOSE(c.stat, GOFKolmogorov(V(*x), h, p, c.hType), Tol());
     EXPECT_CLOSE(c.p, p, PTol());
     EXPECT_EQ(hrNotReject, h);
   }
-  // R: u <- ((1:120) * 0.7548776662466927) %% 1; ks.test(u, function(q) q^1.1, alternative = ...)
-  const TVec u = V(Frac(120, 0.7548776662466927, 1.1));
-  for (const TTailCase& c : {TTailCase{htTwoTailed, 0.053019870454293322, 0.8886347203923185},
-                             TTailCase{htRightTailed, 0.053019870454293322, 0.50932671143498898},
-                             TTailCase{htLeftTailed, 0.0056078242019320657, 0.99248096430414356}}) {
-    SCOPED_TRACE(c.hType);
-    EXPECT_CLOSE(c.stat, GOFKolmogorov(u, h, p, c.hType), Tol());
-    EXPECT_CLOSE(c.p, p, PTol());
-  }
-  // Ties force the asymptotic distribution. R: ks.test(c(0.1, 0.4, 0.4, ...), "pexp")
-  std::vector<double> t{0.1, 0.4, 0.4, 0.7, 1.2, 1.2, 1.9, 2.3, 0.9, 1.5};
-  for (double& v : t) v = 1.0 - std::exp(-v);
-  EXPECT_CLOSE(0.22967995396436072, GOFKolmogorov(V(t), h, p), Tol());
-  EXPECT_CLOSE(0.66710449811615491, p, PTol());
 }
 
 TEST_P(GoodnessOfFit, SmirnovTwoSampleExactWithTiesAndAsymptotic) {

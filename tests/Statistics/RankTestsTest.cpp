@@ -4,6 +4,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Statistics/detail/RankDistributions.h"
@@ -281,11 +282,7 @@ TEST_P(RankByPrecision, TailsMatchR) {
     double p, dof;
     TTwoElmReal ci;
     const double got = tTestWelch(Vec(kWx, GetParam()), Vec(kWy, GetParam()), h, p, ci, dof, c.hType, 0.1);
-    EXPECT_CLOSE(c.stat, got, tol);
-    EXPECT_CLOSE(df, dof, tol);
-    EXPECT_CLOSE(c.signif, p, tol);
-    EXPECT_CLOSE(c.lo, ci[0], tol);
-    EXPECT_CLOSE(c.hi, ci[1], tol);
+    ExpectAllClose({c.stat, df, c.signif, c.lo, c.hi}, {got, dof, p, ci[0], ci[1]}, tol);
     EXPECT_EQ(hrNotReject, h);
   }
 }
@@ -338,16 +335,14 @@ TEST_P(RankByPrecision, ExactAndTiedNormalMatchR) {
 
 TEST(KendallTau, ExactBelowFiftyPairsNormalFrom) {
   // R: cor.test(x, y, method = "kendall"), exact at n = 49, normal at n = 60.
-  const std::vector<std::pair<int, std::pair<double, double>>> cases{{49, {0.25, 0.011022677012800131}},
-                                                                     {60, {0.20225988700564973, 0.022412806696835055}}};
-  for (const auto& [n, ref] : cases) {
+  for (const auto& [n, refTau, refP] : {std::tuple{49, 0.25, 0.011022677012800131},
+                                        std::tuple{60, 0.20225988700564973, 0.022412806696835055}}) {
     std::vector<double> x, y;
     Untied(n, x, y);
     THypothesisResult h;
     double tau, p;
     KendallTau(Vec(x), Vec(y), tau, h, p);
-    EXPECT_CLOSE(ref.first, tau, 1e-12);
-    EXPECT_CLOSE(ref.second, p, 1e-6);
+    ExpectAllClose({refTau, refP}, {tau, p}, 1e-6);
   }
 }
 
@@ -428,10 +423,10 @@ TEST(MannWhitneyExactTies, NormalLawBeyondTheTableLimit) {
   }
   THypothesisResult h;
   double p;
-  EXPECT_CLOSE(87217.0, MannWhitneyExact(Vec(a), Vec(b), h, p), 1e-12);
-  EXPECT_CLOSE(0.02705333773820574, p, 1e-10);
-  MannWhitneyExact(Vec(a), Vec(b), h, p, htRightTailed);
-  EXPECT_CLOSE(0.01352666886910287, p, 1e-10);
+  double right;
+  const double U = MannWhitneyExact(Vec(a), Vec(b), h, p);
+  MannWhitneyExact(Vec(a), Vec(b), h, right, htRightTailed);
+  ExpectAllClose({87217, 0.02705333773820574, 0.01352666886910287}, {U, p, right}, 1e-10);
 }
 
 TEST(MannWhitneyExactTies, WithoutTiesAgreesWithTheUntiedRecursion) {
