@@ -1,5 +1,8 @@
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
+#include <vector>
 
 #include "support/TestSupport.h"
 
@@ -44,8 +47,7 @@ TEST_P(PairwiseDistanceP, EveryMetricMatchesRAndIsSymmetric) {
     SCOPED_TRACE(c.metric);
     TMtx D;
     PairwiseDistance(Five(GetParam()), D, c.metric, c.p, c.givenCov ? &S : nullptr);
-    ASSERT_EQ(D.Rows(), 5);
-    ASSERT_EQ(D.Cols(), 5);
+    ASSERT_EQ(D.Length(), 25);
     EXPECT_EQ(D.FloatPrecision(), GetParam());
     EXPECT_CLOSE(c.d10, D(1, 0), tol);
     EXPECT_CLOSE(c.d20, D(2, 0), tol);
@@ -70,8 +72,7 @@ TEST_P(PairwiseDistanceP, TwoMatricesGiveTheCrossBlock) {
     TMtx full, cross;
     PairwiseDistance(all, full, c.metric, c.p);
     PairwiseDistance(X, Y, cross, c.metric, c.p);
-    ASSERT_EQ(cross.Rows(), 2);
-    ASSERT_EQ(cross.Cols(), 3);
+    ASSERT_EQ(cross.Rows() * 10 + cross.Cols(), 23);
     for (int i = 0; i < 2; ++i)
       for (int j = 0; j < 3; ++j) EXPECT_CLOSE(full(i, j + 2), cross(i, j), 1e-5);
   }
@@ -120,6 +121,59 @@ TEST(PairwiseDistance, Messages) {
   // Fewer rows than variables: the estimated covariance is singular.
   EXPECT_RAISES(PairwiseDistance(Mtx({{1, 2, 3}, {4, 5, 7}, {1, 0, 0}}), D, dmMahalanobis),
                 "PairwiseDistance: covariance matrix is singular");
+}
+
+double MinDist(const TMtx& X) {
+  TMtx D;
+  PairwiseDistance(X, D);
+  double m = std::numeric_limits<double>::infinity();
+  for (int i = 0; i < X.Rows(); ++i)
+    for (int j = 0; j < i; ++j) m = std::min<double>(m, D(i, j));
+  return m;
+}
+
+// The properties that r-cran-lhs's randomLHS / maximinLHS designs have: one point per stratum
+// in every dimension, and a maximin design's smallest distance at least the random design's.
+TEST(LatinHypercube, OnePointPerStratumAndMaximinNoWorseThanRandom) {
+  for (auto prec : kRealPrecisions)
+    for (TLHSMethod m : {lhsRandom, lhsCentered, lhsMaximinBest, lhsMaximinSearch}) {
+      SCOPED_TRACE(testing::Message() << m << " " << prec);
+      TMtx X, Y, R;
+      LatinHypercube(23, 4, X, m, 12345, 30, prec);
+      LatinHypercube(23, 4, Y, m, 12345, 30, prec);
+      ASSERT_EQ(X.Rows() * 10 + X.Cols(), 234);
+      EXPECT_EQ(X.FloatPrecision(), prec);
+      for (int j = 0; j < 4; ++j) {
+        std::vector<int> count(23, 0);
+        for (int i = 0; i < 23; ++i) {
+          EXPECT_EQ(X(i, j), Y(i, j));  // same seed, same design
+          const double s = X(i, j) * 23;
+          ++count[std::size_t(std::floor(s))];
+          if (m == lhsCentered) {
+            EXPECT_NEAR(s - std::floor(s), 0.5, 1e-5);
+          }
+        }
+        EXPECT_EQ(std::count(count.begin(), count.end(), 1), 23);
+      }
+      LatinHypercube(23, 4, R, lhsRandom, 12345, 30, prec);
+      if (m == lhsMaximinBest || m == lhsMaximinSearch) {
+        EXPECT_GT(MinDist(X), MinDist(R));
+      }
+    }
+  TMtx A, B;
+  LatinHypercube(10, 3, A, lhsRandom, 1);
+  LatinHypercube(10, 3, B, lhsRandom, 2);
+  EXPECT_NE(A(0, 0), B(0, 0));
+}
+
+TEST(LatinHypercube, Messages) {
+  TMtx X;
+  EXPECT_RAISES(LatinHypercube(0, 0, X), "LatinHypercube: N < 1");
+  EXPECT_RAISES(LatinHypercube(3, 0, X, TLHSMethod(9)), "LatinHypercube: K < 1");
+  EXPECT_RAISES(LatinHypercube(3, 2, X, TLHSMethod(4), 1, 0), "LatinHypercube: Method out of range");
+  EXPECT_RAISES(LatinHypercube(3, 2, X, lhsCentered, 1, 0), "LatinHypercube: Iterations < 1");
+  EXPECT_RAISES(LatinHypercube(3, 2, X, lhsCentered, 1, 5, Kalix::mvDoubleComplex),
+                "LatinHypercube: Precision is not a valid precision");
 }
 
 }  // namespace

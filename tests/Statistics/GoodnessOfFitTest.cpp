@@ -1,4 +1,5 @@
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -8,6 +9,7 @@ using namespace Statistics;
 using namespace KalixTest;
 using Kalix::TMtxFloatPrecision;
 using Kalix::NormalCDF;
+using Kalix::NormalCDFInv;
 
 namespace {
 
@@ -61,31 +63,31 @@ TEST_P(GoodnessOfFit, EmpiricalCDFIsRightContinuous) {
 TEST_P(GoodnessOfFit, KolmogorovOneSampleExactAndAsymptotic) {
   THypothesisResult h;
   double p;
-  // R: ks.test(A, "pnorm", 3, 1.5, alternative = ...): exact below 100 untied values
-  TVec cdf(static_cast<int>(kA.size()), GetParam());
-  for (int i = 0; i < cdf.Length(); ++i) cdf.Values(i) = NormalCDF(kA[static_cast<std::size_t>(i)], 3, 1.5);
-  for (const TTailCase& c : {TTailCase{htTwoTailed, 0.16190303812824788, 0.6140621597373892},
-                             TTailCase{htRightTailed, 0.13670438618290787, 0.43446885908124488},
-                             TTailCase{htLeftTailed, 0.16190303812824788, 0.31633013930549625}}) {
+  std::vector<double> cdf, t{0.1, 0.4, 0.4, 0.7, 1.2, 1.2, 1.9, 2.3, 0.9, 1.5};
+  for (double v : kA) cdf.push_back(NormalCDF(v, 3, 1.5));
+  for (double& v : t) v = 1.0 - std::exp(-v);
+  const std::vector<double> u = Frac(120, 0.7548776662466927, 1.1);
+  const struct {
+    const std::vector<double>* x;
+    TTailCase ref;
+  } cases[]{
+      // R: ks.test(A, "pnorm", 3, 1.5, alternative = ...): exact below 100 untied values
+      {&cdf, {htTwoTailed, 0.16190303812824788, 0.6140621597373892}},
+      {&cdf, {htRightTailed, 0.13670438618290787, 0.43446885908124488}},
+      {&cdf, {htLeftTailed, 0.16190303812824788, 0.31633013930549625}},
+      // R: u <- ((1:120) * 0.7548776662466927) %% 1; ks.test(u, function(q) q^1.1, alternative = ...)
+      {&u, {htTwoTailed, 0.053019870454293322, 0.8886347203923185}},
+      {&u, {htRightTailed, 0.053019870454293322, 0.50932671143498898}},
+      {&u, {htLeftTailed, 0.0056078242019320657, 0.99248096430414356}},
+      // Ties force the asymptotic distribution. R: ks.test(c(0.1, 0.4, 0.4, ...), "pexp")
+      {&t, {htTwoTailed, 0.22967995396436072, 0.66710449811615491}},
+  };
+  for (const auto& [x, c] : cases) {
     SCOPED_TRACE(c.hType);
-    EXPECT_CLOSE(c.stat, GOFKolmogorov(cdf, h, p, c.hType), Tol());
+    EXPECT_CLOSE(c.stat, GOFKolmogorov(V(*x), h, p, c.hType), Tol());
     EXPECT_CLOSE(c.p, p, PTol());
     EXPECT_EQ(hrNotReject, h);
   }
-  // R: u <- ((1:120) * 0.7548776662466927) %% 1; ks.test(u, function(q) q^1.1, alternative = ...)
-  const TVec u = V(Frac(120, 0.7548776662466927, 1.1));
-  for (const TTailCase& c : {TTailCase{htTwoTailed, 0.053019870454293322, 0.8886347203923185},
-                             TTailCase{htRightTailed, 0.053019870454293322, 0.50932671143498898},
-                             TTailCase{htLeftTailed, 0.0056078242019320657, 0.99248096430414356}}) {
-    SCOPED_TRACE(c.hType);
-    EXPECT_CLOSE(c.stat, GOFKolmogorov(u, h, p, c.hType), Tol());
-    EXPECT_CLOSE(c.p, p, PTol());
-  }
-  // Ties force the asymptotic distribution. R: ks.test(c(0.1, 0.4, 0.4, ...), "pexp")
-  std::vector<double> t{0.1, 0.4, 0.4, 0.7, 1.2, 1.2, 1.9, 2.3, 0.9, 1.5};
-  for (double& v : t) v = 1.0 - std::exp(-v);
-  EXPECT_CLOSE(0.22967995396436072, GOFKolmogorov(V(t), h, p), Tol());
-  EXPECT_CLOSE(0.66710449811615491, p, PTol());
 }
 
 TEST_P(GoodnessOfFit, SmirnovTwoSampleExactWithTiesAndAsymptotic) {
@@ -128,32 +130,135 @@ TEST_P(GoodnessOfFit, ChiSquareOfCountsAgainstProbabilitiesOrCounts) {
   int small = -1;
   // R: pearson.test(A): counts of the 7 equiprobable classes, 2 estimated parameters
   const TVec o = V({0, 6, 6, 2, 2, 2, 2});
-  EXPECT_CLOSE(10.8, GOFChi2Test(o, V(std::vector<double>(7, 1.0 / 7)), h, p, small, 2), Tol());
-  EXPECT_CLOSE(0.028906118032721046, p, PTol());
-  EXPECT_EQ(7, small);
-  EXPECT_EQ(hrReject, h);
+  const double x1 = GOFChi2Test(o, V(std::vector<double>(7, 1.0 / 7)), h, p, small, 2);
+  ExpectAllClose({10.8, 0.028906118032721046, 7, hrReject}, {x1, p, double(small), double(h)}, PTol());
   // R: chisq.test(c(0, 6, 6, 2, 2, 2, 2), p = rep(1/7, 7)), expected given as counts
-  EXPECT_CLOSE(10.8, GOFChi2Test(o, V(std::vector<double>(7, 20.0 / 7)), h, p, small), Tol());
-  EXPECT_CLOSE(0.094757868176013713, p, PTol());
-  // R: chisq.test(c(10, 3, 7, 0), p = c(0.4, 0.2, 0.3, 0.1))
-  EXPECT_CLOSE(2.9166666666666665, GOFChi2Test(V({10, 3, 7, 0}), V({0.4, 0.2, 0.3, 0.1}), h, p, small), Tol());
-  EXPECT_CLOSE(0.40465279495160528, p, PTol());
-  EXPECT_EQ(2, small);  // 8, 4, 6, 2 expected
+  const double x2 = GOFChi2Test(o, V(std::vector<double>(7, 20.0 / 7)), h, p, small);
+  ExpectAllClose({10.8, 0.094757868176013713}, {x2, p}, PTol());
+  // R: chisq.test(c(10, 3, 7, 0), p = c(0.4, 0.2, 0.3, 0.1)); 8, 4, 6, 2 expected
+  const double x3 = GOFChi2Test(V({10, 3, 7, 0}), V({0.4, 0.2, 0.3, 0.1}), h, p, small);
+  ExpectAllClose({2.9166666666666665, 0.40465279495160528, 2}, {x3, p, double(small)}, PTol());
   // An empty cell expected empty adds nothing; with a count the fit is impossible.
-  EXPECT_EQ(0.0, GOFChi2Test(V({2, 2, 0}), V({0.5, 0.5, 0}), h, p, small));
-  EXPECT_EQ(1.0, p);
+  ExpectAllClose({0, 1}, {GOFChi2Test(V({2, 2, 0}), V({0.5, 0.5, 0}), h, p, small), p}, 0);
   EXPECT_EQ(HUGE_VAL, GOFChi2Test(V({3, 2, 1}), V({0.6, 0.4, 0}), h, p, small));
   EXPECT_EQ(hrNan, h);
 }
 
+// R: w <- qnorm(((1:n) * 0.7548776662466927) %% 1)^power + c * ((1:n) * 0.5698402909980532) %% 1
+std::vector<double> Skewed(int n, double power, double c) {
+  std::vector<double> w;
+  for (int i = 1; i <= n; ++i)
+    w.push_back(std::pow(NormalCDFInv(std::fmod(i * 0.7548776662466927, 1.0), 0, 1), power) +
+                c * std::fmod(i * 0.5698402909980532, 1.0));
+  return w;
+}
+
+using TTest = std::function<double(const TVec&, THypothesisResult&, double&, double)>;
+
+struct TNormCase {
+  const char* name;
+  TTest test;
+  double statA, pA, statB, pB, statW, pW;  // pW < 0: not compared
+};
+
+// A, B and, for the larger branches, w <- qnorm(((1:200) * 0.7548776662466927) %% 1)^2 +
+// ((1:200) * 0.5698402909980532) %% 1.
+const std::vector<TNormCase>& Cases() {
+  static const std::vector<TNormCase> cases{
+      // R: nortest::lillie.test (Dallal-Wilkinson rescaled above 100 values)
+      {"Lilliefors", [](auto& x, auto& h, auto& p, double a) { return GOFLillieTest(x, h, p, a); }, 0.20870536196473644,
+       0.022500642853157476, 0.071457433769771705, 1.0, 0.18045806614348425, 1.7113167710316146e-17},
+      // R: nortest::ad.test (which stops its p-value at 3.7e-24 for w)
+      {"AndersonDarling", [](auto& x, auto& h, auto& p, double a) { return AndersonDarling(x, h, p, a); },
+       1.2315867896256556, 0.0024542157411602044, 0.089139397006855248, 0.99719669220275053, 11.783127739507449, -1},
+      // R: nortest::sf.test
+      {"ShapiroFrancia", [](auto& x, auto& h, auto& p, double a) { return ShapiroFrancia(x, h, p, a); },
+       0.81743150686990829, 0.0024807091738614333, 0.99256851019795767, 0.9993747866711552, 0.79506490737204827,
+       2.0463804738551393e-13},
+      // R: shapiro.test
+      {"ShapiroWilks", [](auto& x, auto& h, auto& p, double a) { return ShapiroWilks(x, h, p, a); }, 0.82414774404448066,
+       0.002025981782679041, 0.9905447035506445, 0.99960345734461187, 0.79723466713134705, 2.1695729357395063e-15},
+      // R: tseries::jarque.bera.test
+      {"JarqueBera", [](auto& x, auto& h, auto& p, double a) { return GOFBeraJarqueTest(x, h, p, a); },
+       11.520332407401146, 0.0031505879155561134, 0.31447080962869706, 0.85450288104743299, 327.74588501092364, -1}};
+  return cases;
+}
+
+TEST_P(GoodnessOfFit, NormalityTestsAgreeWithR) {
+  const bool single = GetParam() == Kalix::mvSingle;
+  const TVec a = Vec(kA, GetParam()), b = Vec(kB, GetParam()), w = Vec(Skewed(200, 2, 1), GetParam());
+  for (const TNormCase& c : Cases()) {
+    SCOPED_TRACE(c.name);
+    THypothesisResult h;
+    double p;
+    EXPECT_CLOSE(c.statA, c.test(a, h, p, 0.05), single ? 1e-5 : 1e-10);
+    EXPECT_CLOSE(c.pA, p, single ? 1e-3 : 1e-6);
+    EXPECT_EQ(hrReject, h);
+    EXPECT_CLOSE(c.statB, c.test(b, h, p, 0.05), single ? 1e-4 : 1e-10);
+    EXPECT_CLOSE(c.pB, p, single ? 1e-3 : 1e-6);
+    EXPECT_EQ(hrNotReject, h);
+    EXPECT_CLOSE(c.statW, c.test(w, h, p, 0.05), single ? 1e-4 : 1e-10);
+    if (c.pW >= 0) {
+      EXPECT_NEAR(1.0, p / c.pW, single ? 1e-2 : 1e-6);
+    }
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Precisions, GoodnessOfFit, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+TEST(NormalityTests, ShapiroWilkSmallSamplesAndBeyond5000) {
+  THypothesisResult h;
+  double p;
+  // R: shapiro.test(c(1.2, 3.4, 2)) (exact for n = 3), A[1:4], A[1:7] (the n <= 11 transform)
+  struct TCase {
+    std::vector<double> x;
+    double W, p;
+  };
+  const TCase cases[] = {{{1.2, 3.4, 2.0}, 0.97580645161290336, 0.70172414784575921},
+                         {{kA.begin(), kA.begin() + 4}, 0.94030073906745515, 0.6561613108175558},
+                         {{kA.begin(), kA.begin() + 7}, 0.96140697904236005, 0.83071142074498661}};
+  for (const TCase& c : cases) {
+    EXPECT_CLOSE(c.W, ShapiroWilks(Vec(c.x), h, p), 1e-10);
+    EXPECT_CLOSE(c.p, p, 1e-6);
+  }
+  // R: z <- qnorm(((1:5000) * 0.7548776662466927) %% 1); shapiro.test(z + 0.02 * z^2)
+  std::vector<double> z = Skewed(6000, 1, 0);
+  for (double& v : z) v += 0.02 * v * v;
+  const double w5000 = ShapiroWilks(Vec(std::vector<double>(z.begin(), z.begin() + 5000)), h, p);
+  ExpectAllClose({0.9991584645518975, 0.015281671215346123}, {w5000, p}, 1e-10);
+  // Above 5000 the same approximations run on, no error. SciPy (W in single precision, so only
+  // to about 3e-6): scipy.stats.shapiro of the 6000 points
+  EXPECT_CLOSE(0.9992170333862305, ShapiroWilks(Vec(z), h, p), 1e-5);
+  EXPECT_NEAR(1.0, p / 0.007947079837322235, 0.05);
+  EXPECT_EQ(hrReject, h);
+}
+
+TEST(NormalityTests, AndersonDarlingFullySpecified) {
+  THypothesisResult h;
+  double p;
+  // R: p <- pnorm(sort(A), 3, 1.5); -n - mean((2 * (1:n) - 1) * (log(p) + log(1 - rev(p))))
+  EXPECT_CLOSE(1.0870719337184198, AndersonDarling(Vec(kA), 3.0, 1.5, h, p), 1e-10);
+  EXPECT_EQ(hrNotReject, h);
+  // Limiting upper percentage points of A^2 (Stephens 1974, case 0): 1.933 at 10%, 2.492 at 5%.
+  // The mean is shifted until A^2 of 2000 normal scores reaches the point.
+  TVec x(2000);
+  for (int i = 0; i < 2000; ++i) x[i] = NormalCDFInv((i + 0.5) / 2000.0, 0, 1);
+  for (const auto& [a2, tail] : {std::pair{1.933, 0.10}, std::pair{2.492, 0.05}}) {
+    double lo = 0, hi = 1;
+    for (int it = 0; it < 60; ++it) {
+      const double mid = 0.5 * (lo + hi);
+      (AndersonDarling(x, mid, 1.0, h, p) < a2 ? lo : hi) = mid;
+    }
+    EXPECT_NEAR(tail, p, 2e-3 * tail);
+  }
+}
 
 TEST(GoodnessOfFit, MessagesInOrder) {
   THypothesisResult h;
   double p;
   int k;
   TVec X, F;
-  const TVec c = ComplexVec(), e, one{0.5}, two{0.5, 0.5};
+  const TVec c = ComplexVec(), e, one{0.5}, two{0.5, 0.5}, four{1, 2, 3, 4}, seven{1, 2, 3, 4, 5, 6, 7};
   EXPECT_RAISES(EmpiricalCDF(c, X, F), "EmpiricalCDF: Data.Complex = true");
   EXPECT_RAISES(EmpiricalCDF(e, X, F), "EmpiricalCDF: Data.Length = 0");
   EXPECT_RAISES(GOFKolmogorov(c, h, p), "GOFKolmogorov: Data.Complex = true");
@@ -169,20 +274,50 @@ TEST(GoodnessOfFit, MessagesInOrder) {
   EXPECT_RAISES(GOFChi2Test(two, Vec({kNaN, 1}), h, p, k, 5), "GOFChi2Test: Expected < 0 or not finite");
   EXPECT_RAISES(GOFChi2Test(two, two, h, p, k, 1), "GOFChi2Test: (NumEstimated < 0) or (NumEstimated > Observed.Length - 2)");
   EXPECT_RAISES(GOFChi2Test(two, Vec({0.5, 0.6}), h, p, k), "GOFChi2Test: Sum(Expected) <> 1 and <> Sum(Observed)");
+  EXPECT_RAISES(GOFLillieTest(c, h, p), "GOFLillieTest: Data.Complex = true");
+  EXPECT_RAISES(GOFLillieTest(four, h, p, 7.0), "GOFLillieTest: Data.Length < 5");
+  EXPECT_RAISES(AndersonDarling(c, h, p), "AndersonDarling: Data.Complex = true");
+  EXPECT_RAISES(AndersonDarling(seven, h, p), "AndersonDarling: Data.Length < 8");
+  EXPECT_RAISES(AndersonDarling(c, 0, 1, h, p), "AndersonDarling: Data.Complex = true");
+  EXPECT_RAISES(AndersonDarling(TVec(), 0, -1, h, p), "AndersonDarling: Data.Length = 0");
+  EXPECT_RAISES(AndersonDarling(four, 0, 0, h, p), "AndersonDarling: Sigma <= 0");
+  EXPECT_RAISES(GOFBeraJarqueTest(c, h, p), "GOFBeraJarqueTest: Data.Complex = true");
+  EXPECT_RAISES(GOFBeraJarqueTest(Vec({1, 2}), h, p), "GOFBeraJarqueTest: Data.Length < 3");
+  EXPECT_RAISES(ShapiroWilks(c, h, p), "ShapiroWilks: Data.Complex = true");
+  EXPECT_RAISES(ShapiroWilks(Vec({1, 2}), h, p), "ShapiroWilks: Data.Length < 3");
+  EXPECT_RAISES(ShapiroFrancia(c, h, p), "ShapiroFrancia: Data.Complex = true");
+  EXPECT_RAISES(ShapiroFrancia(four, h, p), "ShapiroFrancia: Data.Length < 5");
 }
 
 TEST(GoodnessOfFit, NanDataAndBadAlphaAreQuiet) {
   THypothesisResult h;
   double p;
-  const TVec x = Vec({0.1, kNaN, 0.7});
+  const TVec cdfNaN = Vec({0.1, kNaN, 0.7});
   for (double alpha : {0.05, 0.0, kNaN}) {
-    EXPECT_TRUE(std::isnan(GOFKolmogorov(x, h, p, htTwoTailed, alpha)));
+    EXPECT_TRUE(std::isnan(GOFKolmogorov(cdfNaN, h, p, htTwoTailed, alpha)));
     EXPECT_TRUE(std::isnan(p));
     EXPECT_EQ(hrNan, h);
-    EXPECT_TRUE(std::isnan(GOFKolmogorov(Vec({0.2, 0.3}), x, h, p, htLeftTailed, alpha)));
+    EXPECT_TRUE(std::isnan(GOFKolmogorov(Vec({0.2, 0.3}), cdfNaN, h, p, htLeftTailed, alpha)));
     EXPECT_EQ(hrNan, h);
   }
   EXPECT_TRUE(std::isnan(GOFKolmogorov(Vec({0.2}), h, p, static_cast<THypothesisType>(7))));
+  // NaN data, constant data and a bad Alpha: NaN statistic and p-value, hrNan.
+  std::vector<double> nan(kA);
+  nan[3] = kNaN;
+  const TVec nanData = Vec(nan), constant = Vec(std::vector<double>(10, 2.5)), a = Vec(kA);
+  for (const auto& [x, alpha] : {std::pair{&nanData, 0.05}, std::pair{&constant, 0.05}, std::pair{&a, 1.0}}) {
+    for (const TNormCase& t : Cases()) {
+      SCOPED_TRACE(t.name);
+      EXPECT_TRUE(std::isnan(t.test(*x, h, p, alpha)));
+      EXPECT_TRUE(std::isnan(p));
+      EXPECT_EQ(hrNan, h);
+    }
+  }
+  // A far outlier leaves A^2 finite and rejects.
+  EXPECT_TRUE(std::isfinite(AndersonDarling(Vec({0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 1e9}), 0, 1, h, p)));
+  EXPECT_EQ(hrReject, h);
+  EXPECT_TRUE(std::isnan(AndersonDarling(Vec(nan), 0, 1, h, p)));
+  EXPECT_EQ(hrNan, h);
   EXPECT_EQ(0, Kalix::ScratchOutstanding());
 }
 

@@ -15,6 +15,8 @@ namespace {
 constexpr double kInf = std::numeric_limits<double>::infinity();
 const std::vector<double> kX{5.1, 4.9, 5.6, 5.8, 6.0, 5.3, 4.7, 5.5, 6.2, 5.0};
 const std::vector<double> kY{4.8, 5.2, 5.0, 5.9, 5.4, 5.1, 4.5, 5.0, 5.7, 4.6};
+const std::vector<double> kY12{4.8, 5.2, 5.0, 5.9, 5.4, 5.1, 4.5, 5.0, 5.7, 4.6, 5.3, 4.9};
+const std::vector<double> kG{2.1, 2.3, 1.9, 2.0, 2.2, 2.4, 1.8, 2.1, 3.4, 2.0};
 
 struct TTestOut {
   double stat = 0;
@@ -48,11 +50,25 @@ TTestOut Z(TMtxFloatPrecision p, THypothesisType h, double alpha) {
   o.stat = ZTest(Vec(kX, p), 5.2, 0.4, o.hRes, o.signif, o.ci, h, alpha);
   return o;
 }
+TTestOut F(TMtxFloatPrecision p, THypothesisType h, double alpha) {
+  TTestOut o;
+  o.stat = FTest(Vec(kX, p), Vec(kY12, p), o.hRes, o.signif, o.ci, h, alpha);
+  return o;
+}
+TTestOut Chi2(TMtxFloatPrecision p, THypothesisType h, double alpha) {
+  TTestOut o;
+  o.stat = NAN;  // the test returns no statistic
+  ChiSquareTest(Vec(kX, p), 0.3, o.hRes, o.signif, o.ci, h, alpha);
+  return o;
+}
 
 // R: t.test(x, mu = 5, conf.level = 0.9) and the "greater"/"less" alternatives: the right-tailed
 // p-value is R's "greater" p with R's "less" interval (the upper bound), and vice versa.
 // Pooled: t.test(x, y, var.equal = TRUE) (returns the half-width diff(conf.int) / 2).
 // Paired: t.test(x, y, paired = TRUE). z: pnorm/qnorm with sigma 0.4 about 5.2.
+// F: var.test(y12, x) p-values (1 - pf(F, 11, 9) and pf(F, 11, 9) one-sided); intervals
+// F * qf(q, 11, 9) at the quantiles the test takes. Chi-square: ss <- 9 * var(x);
+// pchisq(ss / 0.09, 9); sqrt(ss / qchisq(q, 9)) at the test's quantiles.
 const std::vector<TTailCase> kTailCases{
     {"t two", OneSampleT, htTwoTailed, 0.1, 2.617021276595745682, 0.027947112892532482, 5.122812307217190053,
      5.697187692782810231},
@@ -68,12 +84,18 @@ const std::vector<TTailCase> kTailCases{
     {"z two", Z, htTwoTailed, 0.05, 1.660195771588399039, 0.096875075026274585, 5.162081987078175338,
      5.657918012921824946},
     {"z right", Z, htRightTailed, 0.05, 1.660195771588399039, 0.048437537513137285, -kInf, 5.618059355150222700},
+    {"F two", F, htTwoTailed, 0.05, 0.70249804518704528, 0.57205418672683028, 0.19579651210216048, 2.74822466588161030},
+    {"F right", F, htRightTailed, 0.05, 0.70249804518704528, 0.71397290663658486, 0.0, 0.24255663430899371},
+    {"F left", F, htLeftTailed, 0.05, 0.70249804518704528, 1 - 0.71397290663658486, 2.17948993401001934, kInf},
+    {"chi2 two", Chi2, htTwoTailed, 0.05, NAN, 0.007037354268026208, 0.340769725614813390, 0.904450186429352043},
+    {"chi2 right", Chi2, htRightTailed, 0.05, NAN, 0.003518677134013104, 0.0, 0.361335640209359432},
+    {"chi2 left", Chi2, htLeftTailed, 0.05, NAN, 1 - 0.003518677134013104, 0.815069540650974811, kInf},
 };
 
 class LocationByPrecision : public testing::TestWithParam<TMtxFloatPrecision> {};
 
 TEST_P(LocationByPrecision, TailsMatchReference) {
-  const double tol = GetParam() == Kalix::mvSingle ? 2e-5 : 1e-11;
+  const double tol = GetParam() == Kalix::mvSingle ? 2e-5 : 1e-11;  // F and chi-square: 1e-12 in R
   for (const TTailCase& c : kTailCases) {
     SCOPED_TRACE(c.name);
     const TTestOut o = c.run(GetParam(), c.hType, c.alpha);
@@ -85,6 +107,31 @@ TEST_P(LocationByPrecision, TailsMatchReference) {
     // Alpha equal to the p-value rejects; one ulp below does not.
     EXPECT_EQ(hrReject, c.run(GetParam(), c.hType, o.signif).hRes);
     EXPECT_EQ(hrNotReject, c.run(GetParam(), c.hType, std::nextafter(o.signif, 0.0)).hRes);
+  }
+}
+
+TEST_P(LocationByPrecision, GrubbsDecidesByCriticalValue) {
+  const double tol = GetParam() == Kalix::mvSingle ? 2e-5 : 1e-12;
+  const TVec g = Vec(kG, GetParam());
+  // R: G from the z-scores; t <- qt(1 - a, 8); Gc <- 9 * sqrt(t^2 / (10 * (t^2 + 8)));
+  // T2 <- 8 * 10 * G^2 / (81 - 10 * G^2); 2 * 10 * pt(-sqrt(T2), 8); mean(g) -+ Gc
+  struct TCase {
+    THypothesisType hType;
+    double signif, lo, hi;
+    THypothesisResult res;
+  };
+  for (const TCase& c : {TCase{htTwoTailed, 0.0017932546388052611, -0.0699540844796033845, 4.5099540844796042194, hrReject},
+                         TCase{htRightTailed, 0.0017932546388052611, 0.0439316058057785952, 4.3960683941942217956, hrReject},
+                         TCase{htLeftTailed, 3.568105100136918395, 0.043931605805778595, 4.396068394194221796, hrNotReject}}) {
+    SCOPED_TRACE(c.hType);
+    THypothesisResult h;
+    double s;
+    TTwoElmReal ci;
+    GrubbsTest(g, h, s, ci, c.hType);
+    EXPECT_CLOSE(c.signif, s, tol);  // 3.57 for the minimum: not clamped
+    EXPECT_CLOSE(c.lo, ci[0], tol);
+    EXPECT_CLOSE(c.hi, ci[1], tol);
+    EXPECT_EQ(c.res, h);
   }
 }
 
@@ -106,6 +153,9 @@ TEST(LocationTests, BadAlphaSigmaOrTailIsQuietNan) {
       {"pooled alpha 1", [&](auto& h, auto& s, auto& ci) { return tTest(x, x, h, s, ci, false, htTwoTailed, 1.0); }},
       {"z sigma 0", [&](auto& h, auto& s, auto& ci) { return ZTest(x, 5.0, 0.0, h, s, ci, htTwoTailed, 0.05); }},
       {"z alpha -1", [&](auto& h, auto& s, auto& ci) { return ZTest(x, 5.0, 1.0, h, s, ci, htTwoTailed, -1.0); }},
+      {"F alpha 0", [&](auto& h, auto& s, auto& ci) { return FTest(x, x, h, s, ci, htTwoTailed, 0.0); }},
+      {"chi2 alpha 1",
+       [&](auto& h, auto& s, auto& ci) { return ChiSquareTest(x, 1.0, h, s, ci, htTwoTailed, 1.0), NAN; }},
   };
   for (const TCase& c : cases) {
     SCOPED_TRACE(c.name);
@@ -142,8 +192,58 @@ TEST(LocationTests, MessagesInCheckOrder) {
   EXPECT_RAISES(tTest(x, two, h, s, ci, true, htTwoTailed, 2.0), "tTest: Data1.Length <> Data2.Length");
   EXPECT_RAISES(tTest(x, xs, h, s, ci, true), "tTest: Data1.FloatPrecision <> Data2.FloatPrecision");
   EXPECT_RAISES(ZTest(c, 0.0, 0.0, h, s, ci, htTwoTailed, 2.0), "ZTest: Data.Complex = true");
+  EXPECT_RAISES(FTest(Vec({1}), c, h, s, ci), "FTest: (Data1.Complex) or (Data2.Complex)");
+  EXPECT_RAISES(FTest(x, Vec({1}), h, s, ci), "FTest: (Data1.Length<2) or (Data2.Length<2)");
+  EXPECT_RAISES(ChiSquareTest(c, 1.0, h, s, ci, htTwoTailed, 2.0), "Chi2Test: Data.Complex = true");
+  EXPECT_RAISES(GrubbsTest(c, h, s, ci), "GrubbsTest: Data.Complex");
+  int k;
+  TVec sig;
+  EXPECT_RAISES(BartlettTest(ComplexMtx(), k, sig), "BartlettTest: Data.Complex = True");
   // Unpaired samples may differ in length and precision.
   EXPECT_NO_THROW(tTest(x, Vec({1, 2, 4, 8}, Kalix::mvSingle), h, s, ci, false));
+}
+
+TEST(GrubbsTest, IgnoresAlphaAgainstSignif) {
+  THypothesisResult h;
+  double s;
+  TTwoElmReal ci;
+  // Right-tailed: G > Gc exactly when Signif / 2 < Alpha. With Alpha 0.0012 between Signif / 2
+  // (0.0009) and Signif (0.0018) the test rejects although Signif > Alpha.
+  GrubbsTest(Vec(kG), h, s, ci, htRightTailed, 0.0012);
+  EXPECT_EQ(hrReject, h);
+  EXPECT_GT(s, 0.0012);
+  GrubbsTest(Vec(kG), h, s, ci, htRightTailed, 0.0008);
+  EXPECT_EQ(hrNotReject, h);
+  GrubbsTest(Vec({1, 1, 1, 1}), h, s, ci);
+  EXPECT_EQ(hrNan, h);
+}
+
+// Columns of a two-level 2^4 factorial: orthogonal, mean zero, so the covariance is
+// diag(scale^2) * 16 / 15 and its eigenvalues are known.
+TMtx ScaledFactorial(const std::vector<double>& scale) {
+  TMtx m(16, 4);
+  for (int r = 0; r < 16; ++r)
+    for (int c = 0; c < 4; ++c) m.Values(r, c) = ((r >> c & 1) ? 1.0 : -1.0) * scale[static_cast<std::size_t>(c)];
+  return m;
+}
+
+TEST(BartlettTest, CountsDistinctComponents) {
+  struct TCase {
+    std::vector<double> scale;
+    std::vector<double> signif;
+    int numComp;
+  };
+  // R: D <- as.matrix(expand.grid(c(-1,1), c(-1,1), c(-1,1), c(-1,1))) scaled by column; lam <-
+  // sort(eigen(cov(Z))$values); 1 - pchisq(15 * (k * log(mean(lam[1:k])) - sum(log(lam[1:k]))), (k-1)*(k+2) %/% 2)
+  for (const TCase& c : {TCase{{3, 1, 10, 6}, {1.3112434471551637e-09, 8.9042534201499990e-07, 4.7018498457596092e-04}, 4},
+                         TCase{{1, 10, 1.1, 0.9}, {0.0, 0.98797967416240662, 0.92025662682580545}, 1},
+                         TCase{{2, 2, 2, 2}, {1, 1, 1}, -1}}) {
+    int numComp = 0;
+    TVec signif;
+    BartlettTest(ScaledFactorial(c.scale), numComp, signif, 0.05);
+    EXPECT_EQ(c.numComp, numComp);
+    ExpectAllClose(c.signif, signif, 1e-9);
+  }
 }
 
 }  // namespace

@@ -41,15 +41,14 @@ TEST_P(HotellingP, OneAndTwoSamplesMatchTheirFormulasInR) {
   THypothesisResult hRes;
   double signif, F;
   TVec half;
-  EXPECT_CLOSE(4.2344388284982166, HotellingT2(A, Vec({5, 3.4, 1.5, 0.25}), hRes, signif, &half, &F), tol);
-  EXPECT_CLOSE(0.70573980474970277, F, tol);
-  EXPECT_CLOSE(0.61636475036484617, signif, tol);
+  const double t1 = HotellingT2(A, Vec({5, 3.4, 1.5, 0.25}), hRes, signif, &half, &F);
+  ExpectAllClose({4.2344388284982166, 0.70573980474970277, 0.61636475036484617}, {t1, F, signif}, tol);
   EXPECT_EQ(hRes, hrNotReject);
   EXPECT_EQ(half.FloatPrecision(), GetParam());
   ExpectAllClose({0.48053644953740932, 0.50656304186703038, 0.17814527400951929, 0.13009891345060332}, half, tol);
 
-  EXPECT_CLOSE(1173.2984943044885, HotellingT2(A, B, hRes, signif, &half, &F), tol);
-  EXPECT_CLOSE(244.43718631343512, F, tol);
+  const double t2 = HotellingT2(A, B, hRes, signif, &half, &F);
+  ExpectAllClose({1173.2984943044885, 244.43718631343512}, {t2, F}, tol);
   EXPECT_NEAR(1.8534433860120047e-13, signif, GetParam() == Kalix::mvSingle ? 1e-9 : 1e-15);
   EXPECT_EQ(hRes, hrReject);
   ExpectAllClose({0.94879457997631267, 0.55497863221153354, 0.6049928417289453, 0.22548759635750634}, half, tol);
@@ -61,25 +60,21 @@ TEST_P(HotellingP, OneAndTwoSamplesMatchTheirFormulasInR) {
 //    F <- M/(df1/(1-c1-df1/df2))
 TEST_P(HotellingP, BoxMMatchesItsFormulasInR) {
   const double tol = GetParam() == Kalix::mvSingle ? 2e-4 : 1e-11;
-  std::vector<double> all;
-  for (const auto* g : {&kSetosa, &kVersicolor, &kVirginica})
-    for (int i = 0; i < 10; ++i)
-      for (int j = 0; j < 4; ++j) all.push_back((*g)[std::size_t(j * 10 + i)]);
   TMtx X(30, 4, GetParam());
-  for (int i = 0; i < 30; ++i)
-    for (int j = 0; j < 4; ++j) X(i, j) = all[std::size_t(i * 4 + j)];
+  for (int g = 0; g < 3; ++g) {
+    const std::vector<double>& v = g == 0 ? kSetosa : g == 1 ? kVersicolor : kVirginica;
+    for (int i = 0; i < 10; ++i)
+      for (int j = 0; j < 4; ++j) X(10 * g + i, j) = v[std::size_t(j * 10 + i)];
+  }
   TVecInt groups(30);
   for (int i = 0; i < 30; ++i) groups[i] = 7 - 3 * (i / 10);  // any labels, in any order
   THypothesisResult hRes;
   double signif, chi, F, fSignif;
   TTwoElmReal df;
-  EXPECT_CLOSE(47.171517232234635, BoxMTest(X, groups, hRes, signif, &chi, &F, &df, &fSignif), tol);
-  EXPECT_CLOSE(37.154849375513209, chi, tol);
-  EXPECT_CLOSE(0.011211578637132782, signif, tol);
-  EXPECT_CLOSE(1.8397159699705303, F, tol);
-  EXPECT_CLOSE(20, df[0], 0);
-  EXPECT_CLOSE(2616.7875271936164, df[1], tol);
-  EXPECT_CLOSE(0.012837485741302826, fSignif, tol);
+  const double M = BoxMTest(X, groups, hRes, signif, &chi, &F, &df, &fSignif);
+  ExpectAllClose({47.171517232234635, 37.154849375513209, 0.011211578637132782, 1.8397159699705303, 20,
+                  2616.7875271936164, 0.012837485741302826},
+                 {M, chi, signif, F, df[0], df[1], fSignif}, tol);
   EXPECT_EQ(hRes, hrReject);
   X(3, 2) = NAN;
   EXPECT_TRUE(std::isnan(BoxMTest(X, groups, hRes, signif)));
@@ -129,6 +124,205 @@ TEST(HotellingT2, Messages) {
   EXPECT_RAISES(BoxMTest(Small, TVecInt{4, 4}, h, s), "BoxMTest: fewer than 2 groups");
   EXPECT_RAISES(BoxMTest(Mtx({{1, 2}, {2, 1}, {3, 5}, {1, 1}, {0, 2}, {4, 4}}), TVecInt{1, 1, 2, 2, 2, 2}, h, s),
                 "BoxMTest: a group has no more rows than Data.Cols");
+}
+
+// Columns equal up to sign (the sign of a rotated factor or an eigenvector is arbitrary).
+void ExpectColumnsClose(const std::vector<double>& expected, const TMtx& actual, double tol) {
+  const TMtx e = ByColumns(expected, actual.Rows());
+  ASSERT_EQ(e.Cols(), actual.Cols());
+  for (int j = 0; j < e.Cols(); ++j) {
+    double dot = 0;
+    for (int i = 0; i < e.Rows(); ++i) dot += e(i, j) * actual(i, j);
+    const double s = dot < 0 ? -1.0 : 1.0;
+    for (int i = 0; i < e.Rows(); ++i) EXPECT_NEAR(e(i, j), s * actual(i, j), tol) << i << "," << j;
+  }
+}
+
+const std::vector<double> kLoadings{0.8, 0.7, 0.6, 0.3, 0.2, 0.4, 0.3, 0.4, 0.2, 0.7, 0.8, 0.5,
+                                    0.1, -0.2, 0.3, 0.2, -0.1, 0.4};
+
+struct TRotationCase {
+  TRotationMethod method;
+  bool normalize;
+  int cols;
+  std::vector<double> expected;
+};
+
+// R: L <- matrix(c(kLoadings), ncol=3); varimax(L, normalize=, eps=1e-14) (stats);
+// GPArotation: quartimax(L, normalize=), cfT(L, kappa=3/(2*6)) (equamax: kappa = k/(2p)).
+const TRotationCase kRotationCases[] = {
+    {rotVarimax, true, 3, {0.670415813866682, 0.727221515772614, 0.396071636785585, 0.198510285919622,
+                           0.255315987825553, 0.184705322440279, 0.205439460166185, 0.346092148900182,
+                           0.105629836945795, 0.641115729952163, 0.781768418686162, 0.412075638743705,
+                           0.498334490803215, 0.203393931736017, 0.567423647798356, 0.411781844174818,
+                           0.116841285107619, 0.605043479277481}},
+    {rotVarimax, false, 2, {0.812222360182316, 0.716639334144515, 0.608085903048558, 0.329983761640589,
+                            0.234400735602787, 0.421243319325672, 0.265131736349814, 0.369361699093053,
+                            0.173872178664731, 0.686375055675486, 0.790605018418725, 0.482238598541728}},
+    {rotQuartimax, false, 3, {0.855486543014591, 0.764462882831564, 0.665240626718975, 0.602342204456923,
+                              0.511318544273896, 0.634338621721583, -0.0762370591327546, 0.113868390049178,
+                              -0.124809717837863, 0.462731088953502, 0.652836538135434, 0.203571379918692,
+                              -0.0482771740653158, -0.304352576004316, 0.178542552059107, 0.207518211359582,
+                              -0.0485571905794181, 0.35520867989164}},
+    {rotQuartimax, true, 3, {0.832740176685044, 0.716245614926955, 0.675708095289579, 0.653044986277885,
+                             0.536550424519798, 0.691057445881873, -0.107257067683356, 0.114150543588494,
+                             -0.172712799390705, 0.410028193899437, 0.631435805171287, 0.134787445634417,
+                             -0.187188994245203, -0.404922057310242, 0.0599070854470162, 0.159402403071228,
+                             -0.0583306599938106, 0.272528807634296}},
+    {rotEquamax, false, 3, {0.713959237875894, 0.734263053638456, 0.45182146164603, 0.222612167875148,
+                            0.24291598363771, 0.236679744740444, 0.196333425061638, 0.358566570785072,
+                            0.0819008588569046, 0.618889596482466, 0.7811227422059, 0.376992064486095,
+                            0.437853163577973, 0.149290931998442, 0.528346113939098, 0.432919727062302,
+                            0.144357495482771, 0.609802986007867}},
+};
+
+class RotationP : public testing::TestWithParam<TMtxFloatPrecision> {};
+
+TEST_P(RotationP, OrthomaxFamilyMatchesR) {
+  const double tol = GetParam() == Kalix::mvSingle ? 2e-5 : 1e-6;  // the references converge to ~1e-7
+  for (const auto& c : kRotationCases) {
+    SCOPED_TRACE(testing::Message() << c.method << " normalize " << c.normalize);
+    TMtx L = ByColumns(kLoadings, 6, GetParam()), B, T;
+    if (c.cols == 2) RemoveColumn(ByColumns(kLoadings, 6, GetParam()), L, 2);
+    OrthoRotate(L, B, T, c.method, c.normalize);
+    EXPECT_EQ(B.FloatPrecision(), GetParam());
+    ExpectColumnsClose(c.expected, B, tol);
+    // Rotated = L * T with T orthogonal.
+    TMtx LT, TT;
+    Kalix::Mul(LT, L, T);
+    Kalix::Mul(TT, T, T, Kalix::opTrans);
+    ExpectAllClose(B.ToVector(), LT, 1e-5);
+    for (int i = 0; i < TT.Length(); ++i) EXPECT_NEAR(TT.Values(i), i % (c.cols + 1) == 0 ? 1.0 : 0.0, 1e-5);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Precisions, RotationP, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
+// R: X <- as.matrix(USArrests[1:8, ])
+TMtx Arrests() {
+  return ByColumns({13.2, 10, 8.1, 8.8, 9, 7.9, 3.3, 5.9, 236, 263, 294, 190, 276, 204, 110, 238,
+                    58, 48, 80, 50, 91, 78, 77, 72, 21.2, 44.5, 31, 19.5, 40.6, 38.7, 11.1, 15.8},
+                   8);
+}
+
+// R: m <- cmdscale(dist(X), k=2, eig=TRUE); m$points; m$eig; m$GOF
+//    m <- cmdscale(as.matrix(dist(X, "manhattan")), k=3, eig=TRUE) (non-Euclidean: negative eigenvalues)
+TEST(ClassicalMDS, MatchesCmdscale) {
+  TMtx D, X;
+  TVec eig;
+  TTwoElmReal gof;
+  PairwiseDistance(Arrests(), D);
+  ClassicalMDS(D, X, eig, &gof, 2);
+  ExpectColumnsClose({-8.47123896961245, -38.0829299243006, -67.6296114250313, 37.6087749398094, -51.4415194418593,
+                      20.4288933989271, 117.432383907907, -9.84475248583974, 12.1790768668879, 21.6364843413941,
+                      -8.95297713879373, 18.5155988327907, -20.6993957243242, -9.80124931878668, -10.7327888453124,
+                      -2.14474901385557},
+                     X, 1e-9);
+  ExpectAllClose({24461.1092850668, 1683.77274406124, 649.443026285585, 24.7649445862926, 0, 0, 0, 0}, eig, 1e-11);
+  ExpectAllClose({0.974860893085042, 0.974860893085042}, {gof[0], gof[1]}, 1e-12);
+
+  PairwiseDistance(Arrests(), D, dmCityBlock);
+  ClassicalMDS(D, X, eig, &gof, 3);
+  ExpectColumnsClose({-8.11433734265534, -66.955668337103, -67.0248218471426, 47.5672397082331, -71.9828604002468,
+                      18.847278686596, 144.071864637397, 3.59130489492126, -31.5537406235439, -39.25025035543,
+                      38.9842076449143, -51.758163498885, 34.5911091933893, 13.1380052381162, 30.6408613414711,
+                      5.20797105996794, 23.7689774413723, -10.0699863066932, 12.808089833277, -10.2803637218052,
+                      -13.4891852530511, -34.5549216737538, 3.07590926419511, 28.7414804164591},
+                     X, 1e-9);
+  ExpectAllClose({37610.2247863168, 9070.03399795539, 3147.63660125701, 715.459440835736, 0, -90.9326720750673,
+                  -1247.32669966761, -2059.86545462228},
+                 eig, 1e-11);
+  ExpectAllClose({0.923739869694277, 0.985844638859181}, {gof[0], gof[1]}, 1e-12);
+}
+
+TEST(ClassicalMDS, SinglePrecisionNaNAndMessages) {
+  TMtx D, X;
+  TVec eig;
+  PairwiseDistance(ByColumns({0, 1, 2, 4, 7}, 5, Kalix::mvSingle), D);  // points on a line
+  ClassicalMDS(D, X, eig, nullptr, 1);
+  EXPECT_EQ(X.FloatPrecision(), Kalix::mvSingle);
+  ExpectColumnsClose({-2.8, -1.8, -0.8, 1.2, 4.2}, X, 1e-5);
+  D(1, 2) = NAN;
+  D(2, 1) = NAN;
+  ClassicalMDS(D, X, eig, nullptr, 2);
+  EXPECT_TRUE(std::isnan(X(0, 0)) && std::isnan(eig[4]));
+  const TMtx C = ComplexMtx();
+  EXPECT_RAISES(ClassicalMDS(C, X, eig, nullptr, 0), "ClassicalMDS: D.Complex = true");
+  EXPECT_RAISES(ClassicalMDS(Mtx({{0, 1}}), X, eig, nullptr, 0), "ClassicalMDS: D is not square");
+  EXPECT_RAISES(ClassicalMDS(Mtx({{0, -1}, {2, 0}}), X, eig, nullptr, 2), "ClassicalMDS: (K < 1) or (K >= D.Rows)");
+  EXPECT_RAISES(ClassicalMDS(Mtx({{0, -1, 1}, {2, 0, 1}, {1, 1, 0}}), X, eig), "ClassicalMDS: D is not symmetric");
+  EXPECT_RAISES(ClassicalMDS(Mtx({{0, -1, 1}, {-1, 0, 1}, {1, 1, 0}}), X, eig), "ClassicalMDS: D has a negative element");
+}
+
+// R: pr <- prcomp(X, scale.=TRUE); E <- scale(X) - pr$x[,1:2] %*% t(pr$rotation[,1:2]);
+//    E[,1]; rowSums(E^2); rowSums(pr$x[,1:2]^2 / rep(pr$sdev[1:2]^2, each=8))
+//    and prcomp(X) with k = 1 on the centred data: E[,4], rowSums(E^2), pr$x[,1]^2/pr$sdev[1]^2
+TEST(PCAResiduals, MatchPrcompInBothModes) {
+  TMtx E;
+  TVec Q, T2;
+  PCAResiduals(Arrests(), 2, E, Q, T2, PCACorrMat);
+  TVec col;
+  E.GetCol(col, 0);
+  ExpectAllClose({0.705029200939327, -0.622466251496003, -0.105079255775718, -0.0924424645437381, 0.260533198953421,
+                  0.069841325228762, 0.02070337232095, -0.236119125627001},
+                 col, 1e-12);
+  ExpectAllClose({1.11667931162207, 1.11489777351558, 0.44609730179042, 0.0167222169643224, 0.129646345123053,
+                  0.73589047763169, 0.130451129908436, 0.810978191274054},
+                 Q, 1e-12);
+  ExpectAllClose({1.83894708570076, 1.7632369028764, 0.989798209133988, 1.83376446941087, 2.58526743087772,
+                  0.394402106767407, 4.18065295280765, 0.4139308424252},
+                 T2, 1e-12);
+  PCAResiduals(Arrests(), 1, E, Q, T2, PCACovMat);
+  E.GetCol(col, 3);
+  ExpectAllClose({-7.77310694535039, 11.4262319297394, -6.16542661098861, -3.09189345900032, 5.67631904222117,
+                  13.7290167256609, -0.437828000651816, -13.3633126816304},
+                 col, 1e-11);
+  ExpectAllClose({215.25686031972, 624.509198380807, 125.209408499264, 348.448797526765, 453.838827512805,
+                  278.81406449527, 116.478959705938, 195.424598492552},
+                 Q, 1e-11);
+  ExpectAllClose({0.0205359954002017, 0.415032971032597, 1.30886747683396, 0.404762496742412, 0.757267760899084,
+                  0.119429489664092, 3.9463685970689, 0.0277352123587588},
+                 T2, 1e-11);
+  EXPECT_RAISES(PCAResiduals(ComplexMtx(), -1, E, Q, T2, PCACorrMat), "PCAResiduals: Data.Complex = true");
+  EXPECT_RAISES(PCAResiduals(Arrests(), 5, E, Q, T2, PCACorrMat),
+                "PCAResiduals: (NumComp < 0) or (NumComp > Data.Cols)");
+}
+
+TEST(OrthoRotate, Messages) {
+  TMtx B, T;
+  EXPECT_RAISES(OrthoRotate(ComplexMtx(), B, T, TRotationMethod(7), true, 0), "OrthoRotate: Loadings.Complex = true");
+  EXPECT_RAISES(OrthoRotate(Mtx({{1, 0}}), B, T, TRotationMethod(3), true, 0), "OrthoRotate: Method out of range");
+  EXPECT_RAISES(OrthoRotate(Mtx({{1, 0}}), B, T, rotVarimax, true, 0), "OrthoRotate: MaxIter < 1");
+}
+
+// Distances, scaling and rotation from several threads at once give the single-threaded
+// numbers and leave no scratch borrowed.
+TEST(ClassicalMDS, ConcurrentCallsAgree) {
+  const int mismatches = ConcurrentMismatches([](int t) {
+    Kalix::TMtx D, X, B, T;
+    Kalix::TVec eig;
+    PairwiseDistance(Arrests(), D, t % 2 ? dmCityBlock : dmMahalanobis);
+    ClassicalMDS(D, X, eig, nullptr, 2);
+    OrthoRotate(X, B, T, rotEquamax, true);
+    std::vector<double> out(B.Span<double>().begin(), B.Span<double>().end());
+    out.push_back(Kalix::ScratchOutstanding());
+    return out;
+  });
+  EXPECT_EQ(mismatches, 0);
+}
+
+// Equidistant points (a regular simplex): one eigenvalue of multiplicity n - 1, whose vectors
+// must still give back every distance.
+TEST(ClassicalMDS, MultipleEigenvalueStillReproducesTheDistances) {
+  const int n = 6;
+  Kalix::TMtx D(n, n), X, E;
+  Kalix::TVec eig;
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j) D(i, j) = i == j ? 0 : 1;
+  ClassicalMDS(D, X, eig, nullptr, n - 1);
+  PairwiseDistance(X, E);
+  ExpectAllClose(D.ToVector(), E, 1e-12);
+  EXPECT_NEAR(0.5, eig[4], 1e-14);
 }
 
 }  // namespace
