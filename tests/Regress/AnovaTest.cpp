@@ -1,6 +1,4 @@
 // One-way and two-way analysis of variance against R's anova(lm(...)) / aov.
-#include <cmath>
-#include <vector>
 
 #include "support/TestSupport.h"
 
@@ -8,9 +6,6 @@ namespace {
 
 using namespace KalixTest;
 using namespace Regress;
-using Kalix::mvDouble;
-using Kalix::mvSingle;
-using Kalix::TMtxFloatPrecision;
 
 // Field order is part of the interface: designated initialisers must follow it.
 // clang-format off
@@ -35,10 +30,7 @@ TEST_P(Anova1Precision, BothLayoutsMatchR) {
   const TMtx m = Groups(GetParam());
   TVec x(15, GetParam());
   TVecInt g(15);
-  for (int i = 0; i < 15; ++i) {
-    x[i] = m(i % 5, i / 5);
-    g[i] = i / 5;
-  }
+  for (int i = 0; i < 15; ++i) x[i] = m(i % 5, i / 5), g[i] = i / 5;
   double pm, pi;
   const TANOVA1Result a = ANOVA1(m, pm), b = ANOVA1(x, g, pi);
   const double tol = GetParam() == mvSingle ? 1e-5 : 1e-12;
@@ -65,10 +57,7 @@ TEST(Anova1T, UnbalancedIndexedGroupsMatchRAndAlphaSetsFCrit) {
   const int order[] = {10, 0, 4, 11, 5, 1, 12, 6, 2, 7, 13, 8, 3, 14, 9};
   TVec x(15);
   TVecInt g(15);
-  for (int i = 0; i < 15; ++i) {
-    x[i] = u[order[i]];
-    g[i] = grp[order[i]];
-  }
+  for (int i = 0; i < 15; ++i) x[i] = u[order[i]], g[i] = grp[order[i]];
   double p;
   const TANOVA1Result r = ANOVA1(x, g, p, 0.10);
   // R: the same columns and Pr(>F); qf(0.90, 2, 12)
@@ -117,10 +106,7 @@ TEST(Anova1T, LargeCommonOffsetKeepsItsDigitsInSinglePrecision) {
   const int n = 10000;
   TVec x(n, mvSingle);
   TVecInt g(n);
-  for (int i = 0; i < n; ++i) {
-    g[i] = i % 2;
-    x[i] = 1000.0 + g[i] + ((i / 2) % 2 ? 0.25 : -0.25);
-  }
+  for (int i = 0; i < n; ++i) g[i] = i % 2, x[i] = 1000.0 + g[i] + ((i / 2) % 2 ? 0.25 : -0.25);
   double p;
   const TANOVA1Result r = ANOVA1(x, g, p);
   // Exact: SSB = n * 0.5^2 = 2500, SSW = n * 0.25^2 = 625.

@@ -1,9 +1,6 @@
 // Accuracy on certified data: NIST StRD linear regression and one-way ANOVA files, and the
 // Longley data. Each test prints the digits reached (log relative error) and requires 9.
-#include <cmath>
 #include <cstdio>
-#include <string>
-#include <vector>
 
 #include "support/TestSupport.h"
 
@@ -15,18 +12,20 @@ using namespace Regress;
 constexpr double kMinDigits = 9.0;
 
 // Checks digits and appends them to a report line.
-void ExpectDigits(const char* what, double computed, double certified, std::string& report) {
+void ExpectDigits(const char* what, double computed, double certified, std::string& report,
+                  double minDigits = kMinDigits) {
   const double lre = LRE(computed, certified);
   char buf[48];
   std::snprintf(buf, sizeof buf, " %s %.1f", what, lre);
   report += buf;
-  EXPECT_GE(lre, kMinDigits) << what << ": computed " << computed << ", certified " << certified;
+  EXPECT_GE(lre, minDigits) << what << ": computed " << computed << ", certified " << certified;
 }
 
-// Fits y on A by QR, checks each certified {coefficient, standard error} row, s, R2 and
-// (when certified) SSR, and prints the digits reached.
+// Fits y on A by QR, checks each certified {coefficient, standard error} row (to bDigits), s,
+// R2 and (when certified) SSR, and prints the digits reached.
 void ExpectCertifiedFit(std::string report, const TVec& y, const TMtx& A, bool constant,
-                        const std::vector<std::vector<double>>& cert, double s, double r2, double ssr = NAN) {
+                        const std::vector<std::vector<double>>& cert, double s, double r2, double ssr = NAN,
+                        double bDigits = kMinDigits) {
   TVec b, yc, res, sd;
   TMtx v;
   MulLinRegress(y, A, b, constant, &yc, &v, regSolveLQR);
@@ -34,8 +33,8 @@ void ExpectCertifiedFit(std::string report, const TVec& y, const TMtx& A, bool c
   RegressTest(y, yc, v, st, res, sd, constant);
   ASSERT_EQ(cert.size(), static_cast<std::size_t>(b.Length()));
   for (int k = 0; k < b.Length(); ++k) {
-    ExpectDigits("B", b[k], cert[static_cast<std::size_t>(k)].at(0), report);
-    ExpectDigits("sd", sd[k], cert[static_cast<std::size_t>(k)].at(1), report);
+    ExpectDigits("B", b[k], cert[static_cast<std::size_t>(k)].at(0), report, bDigits);
+    ExpectDigits("sd", sd[k], cert[static_cast<std::size_t>(k)].at(1), report, bDigits);
   }
   ExpectDigits("s", st.StdError, s, report);
   ExpectDigits("R2", st.R2, r2, report);
@@ -47,6 +46,7 @@ struct TRegressionFile {
   const char* name;
   int degree;  // polynomial in x of this degree
   bool constant;
+  double bDigits = kMinDigits;  // the Wampler polynomials (normal matrix near 1e13) keep 13
 };
 
 class NistRegression : public testing::TestWithParam<TRegressionFile> {};
@@ -68,14 +68,15 @@ TEST_P(NistRegression, CertifiedCoefficientsDeviationsAndFit) {
   for (int k = c.constant ? 0 : 1; k <= c.degree; ++k)
     cert.push_back(f.NumbersAfter(std::string(1, 'B') += std::to_string(k)));
   ExpectCertifiedFit(std::string(c.name) + ":", y, A, c.constant, cert, f.NumbersAfter("Standard Deviation").at(0),
-                     f.NumbersAfter("R-Squared").at(0), f.NumbersAfter("Regression").at(1));
+                     f.NumbersAfter("R-Squared").at(0), f.NumbersAfter("Regression").at(1), c.bDigits);
 }
 
 INSTANTIATE_TEST_SUITE_P(StRD, NistRegression,
                          testing::Values(TRegressionFile{"Norris", 1, true}, TRegressionFile{"Pontius", 2, true},
                                          TRegressionFile{"NoInt1", 1, false}, TRegressionFile{"NoInt2", 1, false},
-                                         TRegressionFile{"Wampler1", 5, true}, TRegressionFile{"Wampler2", 5, true},
-                                         TRegressionFile{"Wampler3", 5, true}),
+                                         TRegressionFile{"Wampler1", 5, true, 13},
+                                         TRegressionFile{"Wampler2", 5, true, 13},
+                                         TRegressionFile{"Wampler3", 5, true, 13}),
                          [](const auto& pinfo) { return std::string(pinfo.param.name); });
 
 // Longley's regressors GNP.deflator, GNP, Unemployed, Armed.Forces, Population, Year; response Employed.
@@ -110,8 +111,8 @@ TEST_P(NistAnova, CertifiedSumsOfSquaresMeanSquaresAndF) {
   TVecInt g(n);
   int k = 0;
   for (int i = 0; i < n; ++i) {
-    g[i] = static_cast<int>(f.data[static_cast<std::size_t>(i)][0]) - 1;
-    x[i] = f.data[static_cast<std::size_t>(i)][1];
+    const auto& row = f.data[static_cast<std::size_t>(i)];
+    g[i] = static_cast<int>(row[0]) - 1, x[i] = row[1];
     k = std::max(k, g[i] + 1);
   }
   // Every file is balanced, so the matrix form (one column per group) applies as well.
@@ -121,21 +122,18 @@ TEST_P(NistAnova, CertifiedSumsOfSquaresMeanSquaresAndF) {
   for (int i = 0; i < n; ++i) m(filled[static_cast<std::size_t>(g[i])]++, g[i]) = x[i];
 
   const std::vector<double> between = f.NumbersAfter("Between"), within = f.NumbersAfter("Within");
-  ASSERT_EQ(between.size(), 4u);
-  ASSERT_EQ(within.size(), 3u);
+  ASSERT_TRUE(between.size() == 4u && within.size() == 3u);
   double p1, p2;
   const TANOVA1Result forms[2] = {ANOVA1(x, g, p1), ANOVA1(m, p2)};
   const char* names[2] = {"indexed", "columns"};
   for (int form = 0; form < 2; ++form) {
     const TANOVA1Result& a = forms[form];
     std::string report = std::string(GetParam()) + " " + names[form] + ":";
-    EXPECT_EQ(a.Deg1, between[0]);
-    EXPECT_EQ(a.Deg2, within[0]);
-    ExpectDigits("SSB", a.SS1, between[1], report);
-    ExpectDigits("MSB", a.MS1, between[2], report);
-    ExpectDigits("F", a.FDist, between[3], report);
-    ExpectDigits("SSW", a.SS2, within[1], report);
-    ExpectDigits("MSW", a.MS2, within[2], report);
+    EXPECT_TRUE(a.Deg1 == between[0] && a.Deg2 == within[0]);
+    const char* what[] = {"SSB", "MSB", "F", "SSW", "MSW"};
+    const double got[] = {a.SS1, a.MS1, a.FDist, a.SS2, a.MS2},
+                 cert[] = {between[1], between[2], between[3], within[1], within[2]};
+    for (int j = 0; j < 5; ++j) ExpectDigits(what[j], got[j], cert[j], report);
     ExpectDigits("R2", a.SS1 / a.SSTotal, f.NumbersAfter("Certified R-Squared").at(0), report);
     ExpectDigits("s", std::sqrt(a.MS2), f.NumbersAfter("Standard Deviation").at(0), report);
     std::printf("[ digits ] %s\n", report.c_str());

@@ -1,9 +1,5 @@
-#include <cmath>
-#include <fstream>
 #include <limits>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "support/TestSupport.h"
 
@@ -60,39 +56,31 @@ struct TStepCase {
 };
 
 // R 4.x on mtcars: add1/drop1(test = "F") applied step by step (enter below 0.05, remove
-// above 0.10), and step() for AIC; summary(lm(...))$coefficients of the final model.
+// above 0.10), and step() for AIC; summary(lm(...))$coefficients of the final model. The AIC
+// runs retrace the F runs' paths (F and p not checked: NaN).
+const std::vector<TStepRef> kForward{{4, true, 91.3753250037618, 1.29395870135052e-10, 278.321937543343, 73.2173628667772},
+                                     {0, true, 13.2202917448166, 0.00106428178479493, 191.171966255962, 63.1979989461636}};
+const std::vector<TStepRef> kBackward{
+    {0, false, 0.0113719235742631, 0.916087375515971, 147.574301225497, 68.9150682646147},
+    {6, false, 0.0400306940933227, 0.843258496576124, 147.842824030424, 66.9732418191552},
+    {9, false, 0.1066375584664, 0.746958210119913, 148.528284803963, 65.1212642357204},
+    {8, false, 0.25287636421045, 0.619640615802269, 150.093255330781, 63.4566688103994},
+    {3, false, 0.557078858125097, 0.462401184664443, 153.437806502459, 62.1619012082929},
+    {1, false, 1.12322379878791, 0.298972149878452, 160.06646019082, 61.5153024762213},
+    {2, false, 1.55513948435994, 0.223087931975388, 169.285929537652, 61.3073047438021}};
+std::vector<TStepRef> WithoutTests(std::vector<TStepRef> path) {
+  for (auto& s : path) s.F = s.p = kNaN;
+  return path;
+}
+const std::vector<double> kForwardB{39.68626148025295, -1.50779496825980, -3.19097213898375},
+    kBackwardB{9.61778051456160, -3.91650372494249, 1.22588597158370, 2.93583719188942};
+
+// clang-format off
 const std::vector<TStepCase> kCases = {
-    {"ForwardF",
-     swForward,
-     swcFTest,
-     true,
-     {{4, true, 91.3753250037618, 1.29395870135052e-10, 278.321937543343, 73.2173628667772},
-      {0, true, 13.2202917448166, 0.00106428178479493, 191.171966255962, 63.1979989461636}},
-     {0, 4},
-     {39.68626148025295, -1.50779496825980, -3.19097213898375},
+    {"ForwardF", swForward, swcFTest, true, kForward, {0, 4}, kForwardB,
      {1.714984011620953, 0.414688288236114, 0.756906491950394}},
-    {"BothF",
-     swBoth,
-     swcFTest,
-     true,
-     {{4, true, 91.3753250037618, 1.29395870135052e-10, 278.321937543343, 73.2173628667772},
-      {0, true, 13.2202917448166, 0.00106428178479493, 191.171966255962, 63.1979989461636}},
-     {0, 4},
-     {39.68626148025295, -1.50779496825980, -3.19097213898375},
-     {}},
-    {"BackwardF",
-     swBackward,
-     swcFTest,
-     true,
-     {{0, false, 0.0113719235742631, 0.916087375515971, 147.574301225497, 68.9150682646147},
-      {6, false, 0.0400306940933227, 0.843258496576124, 147.842824030424, 66.9732418191552},
-      {9, false, 0.1066375584664, 0.746958210119913, 148.528284803963, 65.1212642357204},
-      {8, false, 0.25287636421045, 0.619640615802269, 150.093255330781, 63.4566688103994},
-      {3, false, 0.557078858125097, 0.462401184664443, 153.437806502459, 62.1619012082929},
-      {1, false, 1.12322379878791, 0.298972149878452, 160.06646019082, 61.5153024762213},
-      {2, false, 1.55513948435994, 0.223087931975388, 169.285929537652, 61.3073047438021}},
-     {4, 5, 7},
-     {9.61778051456160, -3.91650372494249, 1.22588597158370, 2.93583719188942},
+    {"BothF", swBoth, swcFTest, true, kForward, {0, 4}, kForwardB, {}},
+    {"BackwardF", swBackward, swcFTest, true, kBackward, {4, 5, 7}, kBackwardB,
      {6.959592984818246, 0.711201634662253, 0.288669553911072, 1.41090451492715}},
     {"BothAIC",
      swBoth,
@@ -101,23 +89,8 @@ const std::vector<TStepCase> kCases = {
      {{4, true, 91.3753250037618, kNaN, 278.321937543343, 73.2173628667772},
       {0, true, 13.2202917448166, kNaN, 191.171966255962, 63.1979989461636},
       {2, true, kNaN, kNaN, 176.620520198822, 62.6645623851593}},
-     {0, 2, 4},
-     {38.751787372865536, -0.9416168119907377, -0.0180381021431068, -3.1669731107485815},
-     {}},
-    {"BackwardAIC",
-     swBackward,
-     swcAIC,
-     true,
-     {{0, false, kNaN, kNaN, 147.574301225497, 68.9150682646148},
-      {6, false, kNaN, kNaN, 147.842824030424, 66.9732418191552},
-      {9, false, kNaN, kNaN, 148.528284803963, 65.1212642357204},
-      {8, false, kNaN, kNaN, 150.093255330781, 63.4566688103994},
-      {3, false, kNaN, kNaN, 153.437806502459, 62.1619012082929},
-      {1, false, kNaN, kNaN, 160.06646019082, 61.5153024762213},
-      {2, false, kNaN, kNaN, 169.285929537652, 61.3073047438021}},
-     {4, 5, 7},
-     {9.61778051456160, -3.91650372494249, 1.22588597158370, 2.93583719188942},
-     {}},
+     {0, 2, 4}, {38.751787372865536, -0.9416168119907377, -0.0180381021431068, -3.1669731107485815}, {}},
+    {"BackwardAIC", swBackward, swcAIC, true, WithoutTests(kBackward), {4, 5, 7}, kBackwardB, {}},
     // lm(mpg ~ 0 + ...): sums of squares about 0.
     {"ForwardFNoConstant",
      swForward,
@@ -130,6 +103,7 @@ const std::vector<TStepCase> kCases = {
      {3.85142334610757, 3.48835425113010, -2.36055514388328},
      {1.067886865311197, 1.128952065841768, 0.350142761922923}},
 };
+// clang-format on
 
 class StepwiseCases : public testing::TestWithParam<TStepCase> {};
 
@@ -144,12 +118,8 @@ void ExpectCase(const TStepCase& c, const TCars& cars, double tol) {
     SCOPED_TRACE(s);
     EXPECT_EQ(path[s].Column, c.path[s].col);
     EXPECT_EQ(path[s].Entered, c.path[s].entered);
-    if (!std::isnan(c.path[s].F)) {
-      EXPECT_CLOSE(c.path[s].F, path[s].F, tol);
-    }
-    if (!std::isnan(c.path[s].p)) {
-      EXPECT_CLOSE(c.path[s].p, path[s].PValue, tol);
-    }
+    EXPECT_CLOSE(c.path[s].F, std::isnan(c.path[s].F) ? c.path[s].F : path[s].F, tol);
+    EXPECT_CLOSE(c.path[s].p, std::isnan(c.path[s].p) ? c.path[s].p : path[s].PValue, tol);
     EXPECT_CLOSE(c.path[s].sse, path[s].SSE, tol);
     EXPECT_CLOSE(c.path[s].aic, path[s].AIC, tol);
   }

@@ -1,5 +1,4 @@
 #include <cstdint>
-#include <vector>
 
 #include "support/TestSupport.h"
 
@@ -16,34 +15,27 @@ struct alignas(64) TBlock {
 TEST(ContainerViews, ReadInPlaceAndDetachOnSizing) {
   TBlock b;
   const TVec v = TVec::View(b.d, 4);
-  EXPECT_TRUE(v.IsView());
-  EXPECT_EQ(b.d, v.data());
-  EXPECT_EQ(10.0, Sum(v));
+  EXPECT_TRUE(v.IsView() && v.data() == b.d && Sum(v) == 10.0);
   b.d[0] = 40;  // read in place, not copied
   EXPECT_EQ(46.0, Sum(v));
   TVec copy = v;  // copies own their elements
-  EXPECT_FALSE(copy.IsView());
-  EXPECT_NE(b.d, copy.data());
+  EXPECT_TRUE(!copy.IsView() && copy.data() != b.d);
   TVec grown = TVec::View(b.d, 3);
   grown.Resize(5);  // sizing moves the view into storage of its own, keeping its elements
   EXPECT_FALSE(grown.IsView());
   EXPECT_EQ(std::vector<double>({40, 1, 3, 0, 0}), grown.ToVector());
-  EXPECT_EQ(40.0, b.d[0]);
-  EXPECT_EQ(2.0, b.d[3]);  // the caller's memory is never written
+  EXPECT_TRUE(b.d[0] == 40.0 && b.d[3] == 2.0);  // the caller's memory is never written
   const TMtx m = TMtx::View(b.d, 2, 4);
-  EXPECT_EQ(8.0, m(1, 0));
-  EXPECT_TRUE(m.IsView());
+  EXPECT_TRUE(m.IsView() && m(1, 0) == 8.0);
 }
 
 TEST(ContainerViews, SinglePrecisionAndIntegers) {
   alignas(64) float f[4] = {1.5F, 2.5F, 3.5F, 4.5F};
   const TVec v = TVec::View(f, 4, mvSingle);
-  EXPECT_EQ(mvSingle, v.FloatPrecision());
-  EXPECT_EQ(2.5, v[1]);
+  EXPECT_TRUE(v.FloatPrecision() == mvSingle && v[1] == 2.5);
   alignas(64) std::int32_t k[3] = {2, 0, 1};
   const TVecInt g = TVecInt::View(k, 3);
-  EXPECT_TRUE(g.IsView());
-  EXPECT_EQ(1, g[2]);
+  EXPECT_TRUE(g.IsView() && g[2] == 1);
 }
 
 TEST(ContainerViews, RefusedArguments) {

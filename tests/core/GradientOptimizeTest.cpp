@@ -1,6 +1,4 @@
-#include <cmath>
 #include <limits>
-#include <vector>
 
 #include "support/TestSupport.h"
 
@@ -17,23 +15,13 @@ double Rosen(const TVec& p, const TVec&, TObjConsts) {
 }
 void RosenGrad(const TVec& p, const TVec&, TObjConsts, TVec& g) {
   const double x = p[0], y = p[1];
-  g.Size(2);
+  g.Size(2);  // in the working precision
   g[0] = -2 * (1 - x) - 400 * x * (y - x * x);
   g[1] = 200 * (y - x * x);
 }
 // Rosenbrock as least squares: r = (10 (y - x^2), 1 - x).
-void RosenRes(const TVec& p, const TVec&, TObjConsts, TVec& r) {
-  r.Size(2, mvDouble);
-  r[0] = 10 * (p[1] - p[0] * p[0]);
-  r[1] = 1 - p[0];
-}
-void RosenJac(const TVec& p, const TVec&, TObjConsts, TMtx& J) {
-  J.Size(2, 2, mvDouble);
-  J(0, 0) = -20 * p[0];
-  J(0, 1) = 10;
-  J(1, 0) = -1;
-  J(1, 1) = 0;
-}
+void RosenRes(const TVec& p, const TVec&, TObjConsts, TVec& r) { r = Vec({10 * (p[1] - p[0] * p[0]), 1 - p[0]}); }
+void RosenJac(const TVec& p, const TVec&, TObjConsts, TMtx& J) { J = Mtx({{-20 * p[0], 10}, {-1, 0}}); }
 
 enum TWhich { wMarquardt, wMarquardtNumeric, wBFGS, wBFGSNumeric, wConjGrad, wConjGradNumeric };
 
@@ -87,11 +75,9 @@ TEST(GradientOptimisers, RosenbrockFromTheClassicStart) {
   for (const TCase& c : cases) {
     SCOPED_TRACE(c.w);
     const TRun r = Minimise(c.w, {-1.2, 1});
-    EXPECT_TRUE(Stopped(r.reason)) << r.reason;
+    EXPECT_TRUE(Stopped(r.reason) && r.fmin < 1e-8 && r.iters > 5) << r.reason << " " << r.fmin << " " << r.iters;
     EXPECT_NEAR(r.x[0], 1, c.tolX);
     EXPECT_NEAR(r.x[1], 1, 2 * c.tolX);
-    EXPECT_LT(r.fmin, 1e-8);
-    EXPECT_GT(r.iters, 5);
     ExpectAllClose(c.invH, r.invH, 1e-3 + 10 * c.tolX);
   }
 }
@@ -103,8 +89,7 @@ TEST(GradientOptimisers, RosenbrockWithABound) {
     for (double x0 : {-1.2, 3.0}) {
       SCOPED_TRACE(testing::Message() << w << " from " << x0);
       const TRun r = Minimise(w, {x0, 1}, 5000, mvDouble, {-2, -2}, {0.5, 2});
-      EXPECT_TRUE(Stopped(r.reason)) << r.reason;
-      EXPECT_EQ(r.x[0], 0.5);
+      EXPECT_TRUE(Stopped(r.reason) && r.x[0] == 0.5) << r.reason << " " << r.x[0];
       EXPECT_NEAR(r.x[1], 0.25, 1e-5);
       EXPECT_NEAR(r.fmin, 0.25, 1e-9);
     }
@@ -115,10 +100,10 @@ TEST(GradientOptimisers, SinglePrecisionStopsAtItsOwnResolution) {
   for (TWhich w : {wMarquardt, wBFGS, wConjGradNumeric}) {
     SCOPED_TRACE(w);
     const TRun r = Minimise(w, {-1.2, 1}, 5000, mvSingle);
-    EXPECT_NE(r.reason, optMaxIterReached);
     EXPECT_NEAR(r.x[0], 1, 2e-2);
-    EXPECT_EQ(r.x[0], double{static_cast<float>(r.x[0])});  // the objective saw single values
-    EXPECT_EQ(r.invH.FloatPrecision(), mvSingle);
+    // The objective saw single values.
+    EXPECT_TRUE(r.reason != optMaxIterReached && r.x[0] == double{static_cast<float>(r.x[0])} &&
+                r.invH.FloatPrecision() == mvSingle);
   }
 }
 
@@ -126,35 +111,25 @@ TEST(GradientOptimisers, StopReasons) {
   for (TWhich w : {wMarquardt, wBFGS, wConjGrad}) {
     SCOPED_TRACE(w);
     TRun r = Minimise(w, {-1.2, 1}, 0);
-    EXPECT_EQ(r.reason, optNotStarted);
-    EXPECT_EQ(r.iters, 0);
-    EXPECT_EQ(r.x[0], -1.2);
+    EXPECT_TRUE(r.reason == optNotStarted && r.iters == 0 && r.x[0] == -1.2);
     EXPECT_CLOSE(24.2, r.fmin, 1e-14);  // Rosenbrock at the start
     r = Minimise(w, {-1.2, 1}, 2);
-    EXPECT_EQ(r.reason, optMaxIterReached);
-    EXPECT_EQ(r.iters, 2);
-    EXPECT_LT(r.fmin, 24.2);
+    EXPECT_TRUE(r.reason == optMaxIterReached && r.iters == 2 && r.fmin < 24.2);
     r = Minimise(w, {NAN, 1});
-    EXPECT_EQ(r.reason, optBadStart);
-    EXPECT_TRUE(std::isnan(r.x[0]));
+    EXPECT_TRUE(r.reason == optBadStart && std::isnan(r.x[0]));
   }
   // A residual that turns NaN beyond x = 2 is a failed step, not a result: the fit backs off.
   std::vector<double> x{0.0};
   double fmin = 0;
   TOptStopReason why;
   auto res = [](const TVec& p, const TVec&, TObjConsts, TVec& r) {
-    r.Size(2);
-    r[0] = p[0] > 2 ? std::numeric_limits<double>::quiet_NaN() : p[0] - 1.5;
-    r[1] = 0.1 * (p[0] - 1.5);
+    r = Vec({p[0] > 2 ? std::numeric_limits<double>::quiet_NaN() : p[0] - 1.5, 0.1 * (p[0] - 1.5)});
   };
   Marquardt(res, {}, x, {}, {}, fmin, why);
   EXPECT_EQ(why, optConverged);
   EXPECT_NEAR(x[0], 1.5, 1e-9);
   // A gradient that turns NaN at the first trial step stops BFGS with that reason.
-  auto badGrad = [](const TVec& p, const TVec&, TObjConsts, TVec& g) {
-    g.Size(1);
-    g[0] = p[0] == 0 ? 1 : NAN;
-  };
+  auto badGrad = [](const TVec& p, const TVec&, TObjConsts, TVec& g) { g = Vec({p[0] == 0 ? 1 : NAN}); };
   auto lin = [](const TVec& p, const TVec&, TObjConsts) { return p[0]; };
   x = {0.0};
   BFGS(lin, badGrad, x, {}, {}, fmin, why);

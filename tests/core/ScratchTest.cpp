@@ -1,5 +1,4 @@
 #include <stdexcept>
-#include <vector>
 
 #include "support/TestSupport.h"
 
@@ -14,8 +13,7 @@ TEST(Scratch, BorrowedObjectsReturnOnEveryPath) {
     TVecScratch a;
     TMtxScratch b;
     TVecIntScratch c;
-    EXPECT_EQ(3, ScratchOutstanding());
-    EXPECT_EQ(0, a->Length());  // arrives empty
+    EXPECT_TRUE(ScratchOutstanding() == 3 && a->Length() == 0);  // arrives empty
     a->Size(10, mvSingle);
   }
   EXPECT_EQ(0, ScratchOutstanding());

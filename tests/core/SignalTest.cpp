@@ -1,14 +1,10 @@
-#include <cmath>
 #include <limits>
-#include <vector>
 
 #include "support/TestSupport.h"
 
 namespace {
 
 using namespace KalixTest;
-using Kalix::mvDouble;
-using Kalix::mvSingle;
 
 // Deterministic test series: a damped oscillation plus a trend and an offset, so neither lag
 // products nor their FFT are trivially small.

@@ -1,8 +1,6 @@
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <numeric>
-#include <vector>
 
 #include "support/TestSupport.h"
 
@@ -48,9 +46,7 @@ TEST_P(SortByLength, BothDirectionsWithPermutationNaNsLastAscendingStable) {
       ASSERT_TRUE(SameValue(ref[static_cast<std::size_t>(i)], x[i])) << i;
       ASSERT_TRUE(SameValue(v[static_cast<std::size_t>(idx[i])], x[i])) << i;
       // Stability: equal values keep their original order.
-      if (i > 0 && x[i] == x[i - 1]) {
-        ASSERT_LT(idx[i - 1], idx[i]);
-      }
+      ASSERT_TRUE(i == 0 || x[i] != x[i - 1] || idx[i - 1] < idx[i]) << i;
     }
     TVec y = Vec(v, p);
     SortAscend(y);
@@ -95,8 +91,7 @@ TEST(OrderStatPair, AgreesWithFullSortOnBothPaths) {
 }
 
 TEST(Median, EvenOddAndNaN) {
-  EXPECT_EQ(2.5, Median(Vec({4, 1, 3, 2})));
-  EXPECT_EQ(3.0, Median(Vec({5, 1, 3}, mvSingle)));
+  EXPECT_TRUE(Median(Vec({4, 1, 3, 2})) == 2.5 && Median(Vec({5, 1, 3}, mvSingle)) == 3.0);
   EXPECT_TRUE(std::isnan(Median(TVec())));
 }
 
@@ -105,17 +100,14 @@ TEST(Gather, ByIndexMaskAndComparison) {
   TVec out;
   TVecInt idx;
   EXPECT_EQ(3, FindAndGather(out, x, ">", 0, &idx));
-  EXPECT_EQ(std::vector<double>({5, 3, 8}), out.ToVector());
-  EXPECT_EQ(std::vector<int>({0, 2, 4}), idx.ToVector());
-  EXPECT_EQ(4, FindIndexes(idx, x, "<>", 3));
-  EXPECT_EQ(1, FindIndexes(idx, x, "=", 3));
-  EXPECT_EQ(2, FindIndexes(idx, x, "<=", 0));
+  EXPECT_TRUE(out.ToVector() == std::vector<double>({5, 3, 8}) && idx.ToVector() == std::vector<int>({0, 2, 4}));
   TVecInt mask;
-  EXPECT_EQ(2, FindMask(mask, x, ">=", 5));
+  EXPECT_EQ((std::vector<int>{4, 1, 2, 2}), (std::vector<int>{FindIndexes(idx, x, "<>", 3), FindIndexes(idx, x, "=", 3),
+                                                               FindIndexes(idx, x, "<=", 0), FindMask(mask, x, ">=", 5)}));
+  TVec byIndex;
   GatherByMask(out, x, mask);
-  EXPECT_EQ(std::vector<double>({5, 8}), out.ToVector());
-  GatherByIndex(out, x, TVecInt({4, 4, 0}));
-  EXPECT_EQ(std::vector<double>({8, 8, 5}), out.ToVector());
+  GatherByIndex(byIndex, x, TVecInt({4, 4, 0}));
+  EXPECT_TRUE(out.ToVector() == std::vector<double>({5, 8}) && byIndex.ToVector() == std::vector<double>({8, 8, 5}));
   EXPECT_RAISES(GatherByIndex(out, x, TVecInt({5})), "GatherByIndex: index out of range");
   EXPECT_RAISES(FindIndexes(idx, x, "!=", 0), "Find: unknown comparison operator");
 }

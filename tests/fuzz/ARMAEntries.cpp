@@ -26,40 +26,30 @@ KALIX_FUZZ_ENTRY(ARMAFits) {
   const int period = c.Bytes().Int(-1, 13);
   const bool fitMean = c.Bytes().Bool(), useStart = c.Bytes().Bool();
   const double tol = c.Double();
-  auto orders = [&](TVec& phi, TVec& theta) {
-    phi.Size(std::max(p, 0));
-    theta.Size(std::max(q, 0));
-    phi.SetVal(0.1), theta.SetVal(0.1);
+  // Each fit starts from Phi and Theta of the drawn orders; the estimates are copied out.
+  using TFit = std::function<double(TVec&, TVec&, double&, double&, TOutputs&)>;
+  const auto fit = [&](const char* name, const TFit& f) {
+    c.Run(name, [&](TOutputs& o) {
+      TVec phi(std::max(p, 0)), theta(std::max(q, 0));
+      phi.SetVal(0.1), theta.SetVal(0.1);
+      double mu = 0, v = 0;
+      o.Num(f(phi, theta, mu, v, o));
+      o.Vec(0).Copy(phi), o.Vec(1).Copy(theta), o.Nums(mu, v);
+    });
   };
-  auto out = [](TOutputs& o, const TVec& phi, const TVec& theta) { o.Vec(0).Copy(phi), o.Vec(1).Copy(theta); };
-  c.Run("ARMAInnovationsFit", [&](TOutputs& o) {
-    TVec phi, theta;
-    double v = 0;
-    orders(phi, theta);
-    ARMAInnovationsFit(x, phi, theta, v, m);
-    out(o, phi, theta), o.Num(v);
+  fit("ARMAInnovationsFit", [&](TVec& phi, TVec& theta, double&, double& v, TOutputs&) {
+    return ARMAInnovationsFit(x, phi, theta, v, m), 0.0;
   });
-  c.Run("ARMAHannanRissanenFit", [&](TOutputs& o) {
-    TVec phi, theta;
-    double v = 0;
-    orders(phi, theta);
-    ARMAHannanRissanenFit(x, phi, theta, v, m);
-    out(o, phi, theta), o.Num(v);
+  fit("ARMAHannanRissanenFit", [&](TVec& phi, TVec& theta, double&, double& v, TOutputs&) {
+    return ARMAHannanRissanenFit(x, phi, theta, v, m), 0.0;
   });
-  c.Run("ARMAMLFit", [&](TOutputs& o) {
-    TVec phi, theta;
-    double mu = 0, v = 0;
+  fit("ARMAMLFit", [&](TVec& phi, TVec& theta, double& mu, double& v, TOutputs& o) {
     TARMAFitStats st;
-    orders(phi, theta);
-    o.Num(ARMAMLFit(x, phi, theta, mu, v, &o.Vec(2), &st, fitMean, useStart, maxIter, tol));
-    out(o, phi, theta), o.Num(mu), o.Num(v), o.Num(st.LogLik), o.Num(st.Iterations);
+    const double ll = ARMAMLFit(x, phi, theta, mu, v, &o.Vec(2), &st, fitMean, useStart, maxIter, tol);
+    return o.Nums(st.LogLik, st.Iterations), ll;
   });
-  c.Run("ARIMAMLFit", [&](TOutputs& o) {
-    TVec phi, theta;
-    double mu = 0, v = 0;
-    orders(phi, theta);
-    o.Num(ARIMAMLFit(x, phi, theta, mu, v, d, sd, period, nullptr, nullptr, fitMean));
-    out(o, phi, theta), o.Num(mu), o.Num(v);
+  fit("ARIMAMLFit", [&](TVec& phi, TVec& theta, double& mu, double& v, TOutputs&) {
+    return ARIMAMLFit(x, phi, theta, mu, v, d, sd, period, nullptr, nullptr, fitMean);
   });
 }
 
@@ -78,19 +68,18 @@ KALIX_FUZZ_ENTRY(ARMAForecastSimulate) {
     ARIMAForecast(x, phi, theta, mu, var, o.Vec(0), opt ? &o.Vec(1) : nullptr, &o.Vec(2), &o.Vec(3), h, d, sd,
                   period, alpha);
   });
+  // The length drawn is that of Results, so it is made afresh too.
   c.Run("ARMASimulate", [&](TOutputs& o) {
     TVec r(len);
-    ARMASimulate(phi, theta, mu, var, r, burn, seed);
-    o.Vec(0).Copy(r);
+    ARMASimulate(phi, theta, mu, var, r, burn, seed), o.Vec(0).Copy(r);
   });
   c.Run("ARIMASimulate", [&](TOutputs& o) {
     TVec r(len);
-    ARIMASimulate(phi, theta, mu, var, r, d, sd, period, burn, seed);
-    o.Vec(0).Copy(r);
+    ARIMASimulate(phi, theta, mu, var, r, d, sd, period, burn, seed), o.Vec(0).Copy(r);
   });
   c.Run("ARARForecast", [&](TOutputs& o) {
     TARARModel m;
     ARARForecast(x, o.Vec(0), opt ? &o.Vec(1) : nullptr, &o.Vec(2), &o.Vec(3), h, alpha, maxLag, opt ? &m : nullptr);
-    o.Num(m.Variance), o.Num(m.Mean);
+    o.Nums(m.Variance, m.Mean);
   });
 }

@@ -144,14 +144,15 @@ const TMtx& TCall::Keep(std::unique_ptr<TMtx> m) {
 }
 
 const TVec& TCall::Vec() {
-  auto v = std::make_unique<TVec>(Length(b_), ValidPrecision(b_, false));
-  Fill(*v, false);
-  return Keep(std::move(v));
+  return VecOf(false);
+}
+const TVec& TCall::RealVec() {
+  return VecOf(true);
 }
 
-const TVec& TCall::RealVec() {
-  auto v = std::make_unique<TVec>(Length(b_), ValidPrecision(b_, true));
-  Fill(*v, true);
+const TVec& TCall::VecOf(bool real) {
+  auto v = std::make_unique<TVec>(Length(b_), ValidPrecision(b_, real));
+  Fill(*v, real);
   return Keep(std::move(v));
 }
 
@@ -165,16 +166,16 @@ std::pair<int, int> Shape(TBytes& b) {
 }  // namespace
 
 const TMtx& TCall::Mtx() {
-  const auto [r, cc] = Shape(b_);
-  auto m = std::make_unique<TMtx>(r, cc, ValidPrecision(b_, false));
-  Fill(*m, false);
-  return Keep(std::move(m));
+  return MtxOf(false);
+}
+const TMtx& TCall::RealMtx() {
+  return MtxOf(true);
 }
 
-const TMtx& TCall::RealMtx() {
+const TMtx& TCall::MtxOf(bool real) {
   const auto [r, cc] = Shape(b_);
-  auto m = std::make_unique<TMtx>(r, cc, ValidPrecision(b_, true));
-  Fill(*m, true);
+  auto m = std::make_unique<TMtx>(r, cc, ValidPrecision(b_, real));
+  Fill(*m, real);
   return Keep(std::move(m));
 }
 
@@ -197,52 +198,41 @@ const TVecInt& TCall::VecInt(int lo, int hi) {
 
 // A stale output: a small wrong shape, a random precision, garbage contents.
 void TOutputs::Stale(TMtx& c, int slot) {
-  if (!stale_) return;
   std::uint32_t s = seed_ + static_cast<std::uint32_t>(slot) * 7919u;
   const int rows = static_cast<int>(Next(s) % 7), cols = static_cast<int>(Next(s) % 5) + 1;
   c.Size(rows, cols, static_cast<TMtxFloatPrecision>(Next(s) % 4));
   c.SetVal(Next(s) % 2 ? std::numeric_limits<double>::quiet_NaN() : 7.5);
 }
 void TOutputs::Stale(TVec& c, int slot) {
-  if (!stale_) return;
   std::uint32_t s = seed_ + static_cast<std::uint32_t>(slot) * 7919u;
   c.Size(static_cast<int>(Next(s) % 9), static_cast<TMtxFloatPrecision>(Next(s) % 4));
   c.SetVal(Next(s) % 2 ? std::numeric_limits<double>::quiet_NaN() : 7.5);
 }
+void TOutputs::Stale(TVecInt& c, int) {
+  c.Size(static_cast<int>(seed_ % 9), Kalix::prInt32);
+  c.SetVal(-3);
+}
 
 // A slot created only because a higher one was asked for is never handed to the routine, so
 // its stale contents are not part of the result.
+template <class T>
+T& TOutputs::Slot(std::vector<std::unique_ptr<T>>& slots, std::vector<bool>& cmp, int slot, bool Compare, int base) {
+  while (static_cast<int>(slots.size()) <= slot) {
+    slots.push_back(std::make_unique<T>());
+    cmp.push_back(false);
+    if (stale_) Stale(*slots.back(), base + static_cast<int>(slots.size()));
+  }
+  cmp[static_cast<std::size_t>(slot)] = Compare;
+  return *slots[static_cast<std::size_t>(slot)];
+}
 TVec& TOutputs::Vec(int slot, bool Compare) {
-  while (static_cast<int>(vecs_.size()) <= slot) {
-    vecs_.push_back(std::make_unique<TVec>());
-    vecCmp_.push_back(false);
-    Stale(*vecs_.back(), static_cast<int>(vecs_.size()));
-  }
-  vecCmp_[static_cast<std::size_t>(slot)] = Compare;
-  return *vecs_[static_cast<std::size_t>(slot)];
+  return Slot(vecs_, vecCmp_, slot, Compare, 0);
 }
-
 TMtx& TOutputs::Mtx(int slot, bool Compare) {
-  while (static_cast<int>(mtxs_.size()) <= slot) {
-    mtxs_.push_back(std::make_unique<TMtx>());
-    mtxCmp_.push_back(false);
-    Stale(*mtxs_.back(), 100 + static_cast<int>(mtxs_.size()));
-  }
-  mtxCmp_[static_cast<std::size_t>(slot)] = Compare;
-  return *mtxs_[static_cast<std::size_t>(slot)];
+  return Slot(mtxs_, mtxCmp_, slot, Compare, 100);
 }
-
 TVecInt& TOutputs::VecInt(int slot, bool Compare) {
-  while (static_cast<int>(ints_.size()) <= slot) {
-    ints_.push_back(std::make_unique<TVecInt>());
-    intCmp_.push_back(false);
-    if (stale_) {
-      ints_.back()->Size(static_cast<int>(seed_ % 9), Kalix::prInt32);
-      ints_.back()->SetVal(-3);
-    }
-  }
-  intCmp_[static_cast<std::size_t>(slot)] = Compare;
-  return *ints_[static_cast<std::size_t>(slot)];
+  return Slot(ints_, intCmp_, slot, Compare, 200);
 }
 
 std::string TOutputs::Fingerprint() const {

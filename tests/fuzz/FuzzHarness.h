@@ -50,6 +50,18 @@ class TOutputs {
   /// Records a scalar result.
   void Num(double v) { nums_.push_back(v); }
   void Num(const Kalix::TCplx& v) { nums_.push_back(v.real()), nums_.push_back(v.imag()); }
+  /// Records several scalar results (enums and counts included).
+  template <class... T>
+  void Nums(const T&... v) {
+    (Num(static_cast<double>(v)), ...);
+  }
+  /// Records a hypothesis test: f(Result, Signif) returns the statistic.
+  template <class F>
+  void Test(F&& f) {
+    Statistics::THypothesisResult h{};
+    double p = 0;
+    Num(f(h, p)), Nums(p, h);
+  }
   /// Records a result struct made of doubles only.
   template <class S>
   void Doubles(const S& s) {
@@ -63,6 +75,9 @@ class TOutputs {
   explicit TOutputs(bool stale, std::uint32_t seed) : stale_(stale), seed_(seed) {}
   void Stale(TVec& c, int slot);
   void Stale(TMtx& c, int slot);
+  void Stale(TVecInt& c, int slot);
+  template <class T>
+  T& Slot(std::vector<std::unique_ptr<T>>& slots, std::vector<bool>& cmp, int slot, bool Compare, int base);
   std::string Fingerprint() const;
 
   bool stale_;
@@ -111,6 +126,8 @@ class TCall {
 
  private:
   void Fill(Kalix::TDenseKalix& c, bool real);
+  const TVec& VecOf(bool real);
+  const TMtx& MtxOf(bool real);
   const TVec& Keep(std::unique_ptr<TVec> v);
   const TMtx& Keep(std::unique_ptr<TMtx> m);
   TBytes& b_;
@@ -127,7 +144,9 @@ int Register(const char* name, TEntry f);
 
 }  // namespace KalixFuzz
 
-// One exported function (or a family of overloads) per entry:
+// One exported function (or a family of overloads) per entry, in the registry file of its
+// namespace: inputs drawn from c (c.Vec(), c.Mtx(), c.Double(), c.Count(), c.Enum<E>(n), ...),
+// outputs from o:
 //   KALIX_FUZZ_ENTRY(Name) { const TVec& x = c.Vec(); c.Run("Name", [&](TOutputs& o) { ... }); }
 #define KALIX_FUZZ_ENTRY(Name)                                                              \
   static void FuzzEntry_##Name(KalixFuzz::TCall& c);                                        \

@@ -1,6 +1,5 @@
 // Fuzz entries of the biased, nonlinear and generalised linear regressions and the gradient
-// optimisers. To add a function: one KALIX_FUZZ_ENTRY(Name) block that draws its inputs from c
-// and calls it inside c.Run, outputs from o.
+// optimisers.
 #include <cmath>
 #include <limits>
 #include <stdexcept>
@@ -14,8 +13,7 @@ using Kalix::TObjConsts;
 namespace {
 
 void Glm(TOutputs& o, const TGLMStats& s) {
-  for (double v : {s.Deviance, s.NullDeviance, s.LogLik, s.AIC}) o.Num(v);
-  o.Num(s.dfResidual), o.Num(s.dfNull), o.Num(s.Iterations), o.Num(s.Converged);
+  o.Nums(s.Deviance, s.NullDeviance, s.LogLik, s.AIC, s.dfResidual, s.dfNull, s.Iterations, s.Converged);
 }
 
 // Models of the nonlinear fits: smooth, with poles, NaN in a region, and one that raises there.
@@ -41,11 +39,8 @@ KALIX_FUZZ_ENTRY(BiasedRegression) {
   const int comps = c.Count();
   const bool flag = c.Bytes().Bool(), optional = c.Null();
   c.Run("RidgeRegress", [&](TOutputs& o) { RidgeRegress(y, a, k, o.Vec(0), flag); });
-  c.Run("RidgeOptimalk", [&](TOutputs& o) {
-    double opt = k;
-    RidgeOptimalk(y, a, opt);
-    o.Num(opt);
-  });
+  double opt = 0;
+  c.Run("RidgeOptimalk", [&](TOutputs& o) { RidgeOptimalk(y, a, opt = k), o.Num(opt); });
   c.Run("PCRegress", [&](TOutputs& o) {
     PCRegress(y, a, o.Vec(0), optional ? nullptr : &o.Vec(1), flag ? nullptr : &o.Vec(2), comps);
   });
@@ -76,7 +71,7 @@ KALIX_FUZZ_ENTRY(NonlinearRegression) {
     NLinRegress(x, y, f, b, s, optional ? nullptr : &o.Vec(1), optional ? nullptr : &o.Mtx(0),
                 optional ? nullptr : &o.Vec(2), analytic ? d : TDeriveProc{}, weighted ? &w : nullptr, maxIter, tol,
                 central);
-    o.Num(s.SSE), o.Num(s.ResidualVar), o.Num(s.dfE), o.Num(s.Iterations), o.Num(s.StopReason);
+    o.Nums(s.SSE, s.ResidualVar, s.dfE, s.Iterations, s.StopReason);
   });
   // The model may raise here: the derivatives do not catch what it throws.
   c.Run(
@@ -142,7 +137,7 @@ KALIX_FUZZ_ENTRY(GradientOptimisers) {
   const std::vector<double> l = lo.ToVector(), h = hi.ToVector();
   double fmin = 0;
   Kalix::TOptStopReason why{};
-  const auto record = [&](TOutputs& o, int iters) { o.Num(iters), o.Num(fmin), o.Num(why); };
+  const auto record = [&](TOutputs& o, int iters) { o.Nums(iters, fmin, why); };
   const auto run = [&](const char* name, const std::function<int(std::span<double>, Kalix::TMtx*)>& f) {
     c.Run(name, [&](TOutputs& o) {
       TVec& p = o.Vec(0);

@@ -1,6 +1,4 @@
 // Fuzz entries of the time series routines, the signal kernels and the random variates.
-// To add a function: one KALIX_FUZZ_ENTRY(Name) block that draws its inputs from c and calls it
-// inside c.Run, outputs from o.
 #include "FuzzHarness.h"
 
 using namespace KalixFuzz;
@@ -44,15 +42,12 @@ KALIX_FUZZ_ENTRY(ARFits) {
   const TVec& x = c.Vec();
   const int order = c.Bytes().Int(-1, 40);
   const bool withSE = c.Null();
+  double v1 = 0, v2 = 0;
   c.Run("ARYuleWalkerFit, ARBurgFit", [&](TOutputs& o) {
-    double v1 = 0, v2 = 0;
-    TVec& a = o.Vec(0);
-    a.Size(std::max(order, 0), Kalix::mvDouble);  // the order is Phi's length
-    ARYuleWalkerFit(x, a, v1, withSE ? &o.Vec(1) : nullptr);
-    TVec& b = o.Vec(2);
-    b.Size(std::max(order, 0), Kalix::mvDouble);
-    ARBurgFit(x, b, v2, withSE ? &o.Vec(3) : nullptr);
-    o.Num(v1), o.Num(v2);
+    TVec &a = o.Vec(0), &b = o.Vec(2);
+    a.Size(std::max(order, 0), Kalix::mvDouble), b.Size(std::max(order, 0), Kalix::mvDouble);  // the orders
+    ARYuleWalkerFit(x, a, v1, withSE ? &o.Vec(1) : nullptr), ARBurgFit(x, b, v2, withSE ? &o.Vec(3) : nullptr);
+    o.Nums(v1, v2);
   });
 }
 
@@ -65,7 +60,7 @@ KALIX_FUZZ_ENTRY(ExpSmoothing) {
   c.Run("SingleExpSmooth", [&](TOutputs& o) {
     double mse = 0, fa = a, fmse = 0;
     SingleExpSmooth(y, o.Vec(0), a, mse, init);
-    o.Num(mse), o.Num(SingleExpSmooth(y, o.Vec(1), fa, init)), o.Num(fa);
+    o.Nums(mse, SingleExpSmooth(y, o.Vec(1), fa, init), fa);
     SingleExpForecast(y, o.Vec(2), a, t, init);
     fa = a;
     SingleExpForecast(y, o.Vec(3), fa, t, fmse, init);
@@ -74,7 +69,7 @@ KALIX_FUZZ_ENTRY(ExpSmoothing) {
   c.Run("DoubleExpSmooth", [&](TOutputs& o) {
     double mse = 0, fa = a, fg = g, fmse = 0;
     DoubleExpSmooth(y, o.Vec(0), o.Vec(1), a, g, mse, init);
-    o.Num(mse), o.Num(DoubleExpSmooth(y, o.Vec(2), o.Vec(3), fa, fg, init)), o.Num(fa), o.Num(fg);
+    o.Nums(mse, DoubleExpSmooth(y, o.Vec(2), o.Vec(3), fa, fg, init), fa, fg);
     DoubleExpForecast(y, o.Vec(4), a, g, t, init);
     fa = a, fg = g;
     DoubleExpForecast(y, o.Vec(5), fa, fg, t, fmse, init);
@@ -83,7 +78,7 @@ KALIX_FUZZ_ENTRY(ExpSmoothing) {
   c.Run("TripleExpSmooth", [&](TOutputs& o) {
     double mse = 0, fa = a, fb = b, fg = g, fmse = 0;
     TripleExpSmooth(y, o.Vec(0), o.Vec(1), o.Vec(2), a, b, g, mse, period);
-    o.Num(mse), o.Num(TripleExpSmooth(y, o.Vec(3), o.Vec(4), o.Vec(5), fa, fb, fg, period));
+    o.Nums(mse, TripleExpSmooth(y, o.Vec(3), o.Vec(4), o.Vec(5), fa, fb, fg, period));
     TripleExpForecast(y, o.Vec(6), a, b, g, t, period);
     fa = a, fb = b, fg = g;
     TripleExpForecast(y, o.Vec(7), fa, fb, fg, t, fmse, period);
@@ -97,11 +92,8 @@ KALIX_FUZZ_ENTRY(Transforms) {
   const int n = Lag(c);
   const bool centred = c.Bytes().Bool();
   c.Run("BoxCox", [&](TOutputs& o) { BoxCox(x, o.Vec(0), lambda), BoxCoxInv(x, o.Vec(1), lambda); });
-  c.Run("MovingAverage", [&](TOutputs& o) {
-    int offset = 0;
-    o.Num(MovingAverage(x, n, o.Vec(0), offset, centred));
-    o.Num(offset);
-  });
+  int offset = 0;
+  c.Run("MovingAverage", [&](TOutputs& o) { o.Nums(MovingAverage(x, n, o.Vec(0), offset, centred), offset); });
 }
 
 // Parameters are kept to sizes whose exact draws end in time (a hypergeometric population of

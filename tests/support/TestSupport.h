@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
 #include <functional>
 #include <initializer_list>
 #include <string>
@@ -73,5 +74,23 @@ double LRE(double computed, double certified);
 /// Runs work(t) on `threads` threads at once, `reps` times each, and counts the results that differ
 /// from a single-threaded run of the same work(t). Work should include Kalix::ScratchOutstanding().
 int ConcurrentMismatches(const std::function<std::vector<double>(int)>& work, int threads = 4, int reps = 5);
+
+// Precision names most suites use.
+using Kalix::mvDouble;
+using Kalix::mvSingle;
+using Kalix::TMtxFloatPrecision;
+
+/// The numbers of tests/data/<name>.txt (lines starting with # are comments), e.g. a series from R.
+inline std::vector<double> Series(const std::string& name) {
+  std::ifstream in(KALIX_NIST_DIR "/../" + name + ".txt");
+  std::vector<double> v;
+  for (std::string tok; in >> tok;) {
+    if (tok[0] == '#')
+      std::getline(in, tok);
+    else
+      v.push_back(std::stod(tok));
+  }
+  return v;
+}
 
 }  // namespace KalixTest
