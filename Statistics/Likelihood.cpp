@@ -2,6 +2,7 @@
 // estimates from the outer product of the per-observation scores.
 
 #include "Statistics/detail/Likelihood.h"
+#include "Statistics/detail/WeibullLogLike.h"
 
 #include <Eigen/Core>
 #include <array>
@@ -16,9 +17,6 @@ namespace Statistics::detail {
 using namespace Kalix;
 
 namespace {
-
-// Added to every Weibull density so that a zero density gives a large finite cost, not Inf.
-constexpr double kWeibullFloor = 2.220446049250313e-16;  // 2^-52
 
 using TPars = std::array<double, 3>;
 
@@ -123,32 +121,14 @@ double BetaFromStats(const TSuffStats& s, double a, double b) {
 
 // ---------------------------------------------------------------- Weibull on ln x
 
-// With L = ln x and h = a exp(b L), ln f = ln a + ln b + (b - 1) L - h, and
-// ln(f + 2^-52) = ln f + log1p(u), u = 2^-52 / f = exp(ln 2^-52 - ln f). Below u = 5.6e-9
-// log1p(u) = u to 1.6e-17, so a typical element costs two exponentials and no logarithm
-// (a third less time than forming f and its logarithm); a density below 2^-52 takes the
-// terms the other way round, so that no exponential overflows.
+// ln x computed once per fit: each objective value is then one pass of WeibullLogLikeSum.
 template <class T>
 struct TWeibullLogs {
   std::vector<T> LnX;
 
   double operator()(double a, double b) const {
     if (!PositivePars(a, b)) return std::numeric_limits<double>::quiet_NaN();
-    const T c0 = static_cast<T>(std::log(a) + std::log(b)), bm1 = static_cast<T>(b - 1), ta = static_cast<T>(a),
-            tb = static_cast<T>(b), lnFloor = static_cast<T>(std::log(kWeibullFloor)), small = T(-19);
-    T s = 0, corr = 0;
-    for (const T l : LnX) {
-      const T lf = c0 + bm1 * l - ta * std::exp(tb * l);
-      const T d = lnFloor - lf;
-      if (d < small) {
-        s += lf;
-        corr += std::exp(d);
-      } else {  // ln(f + e) = max(ln f, ln e) + log1p(exp(-|ln f - ln e|))
-        s += d > T(0) ? lnFloor : lf;
-        corr += std::log1p(std::exp(-std::fabs(d)));
-      }
-    }
-    return -static_cast<double>(s + corr);
+    return -WeibullLogLikeSum(std::span<const T>(LnX), a, b);
   }
 };
 
