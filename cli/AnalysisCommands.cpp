@@ -1,0 +1,9 @@
+#include "Commands.h"
+
+namespace KalixCli {
+
+void AddAnalysisCommands(CLI::App& app, Common& common) {
+  AddDescribeCommand(app, common);
+}
+
+}  // namespace KalixCli
