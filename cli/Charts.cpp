@@ -1,4 +1,4 @@
-#include "cli/Charts.h"
+#include "Charts.h"
 
 #include <spawn.h>
 #include <sys/wait.h>
@@ -11,9 +11,9 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "StatControlCharts/StatControlCharts.h"
-#include "Statistics/Statistics.h"
-#include "cli/Svg.h"
+#include "../StatControlCharts/StatControlCharts.h"
+#include "../Statistics/Statistics.h"
+#include "Svg.h"
 
 extern char** environ;
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "core/KalixCore.h"
+#include "../core/KalixCore.h"
 
 namespace KalixCli {
 

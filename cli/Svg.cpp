@@ -1,4 +1,4 @@
-#include "cli/Svg.h"
+#include "Svg.h"
 
 #include <algorithm>
 #include <cmath>
