@@ -159,8 +159,10 @@ void Level(TPlotPanel& Plot, const TControlPanel& P, const std::vector<double>& 
   if (V.empty()) return;
   if (Constant(V))
     Plot.HLine(V.front(), Style, Class, Label + " = " + FormatNumber(V.front()));
-  else
+  else {
     Plot.Steps(P.Sample, V, Style, Class);
+    Plot.RightLabel(V.back(), Label, Style.Colour);
+  }
 }
 
 void DrawControlPanel(TSvgDocument& Doc, const TControlPanel& P, double Top, const std::string& Title, double X0,

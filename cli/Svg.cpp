@@ -183,8 +183,13 @@ void TPlotPanel::HLine(double Y, const TStyle& Style, const std::string& Class, 
   const double y = Py(Y);
   doc_.Append("<line class=\"" + Class + "\" x1=\"" + P(left_) + "\" y1=\"" + P(y) + "\" x2=\"" + P(left_ + width_) +
               "\" y2=\"" + P(y) + "\"" + Stroke(Style) + "/>");
-  if (!Label.empty() && y >= top_ - 1 && y <= top_ + height_ + 1)
-    doc_.Text(left_ + width_ + 6, y + 4, Label, 11, "start", "linelabel", " fill=\"" + Style.Colour + "\"");
+  RightLabel(Y, Label, Style.Colour);
+}
+
+void TPlotPanel::RightLabel(double Y, const std::string& Label, const std::string& Colour) {
+  const double y = Py(Y);
+  if (!Label.empty() && std::isfinite(y) && y >= top_ - 1 && y <= top_ + height_ + 1)
+    doc_.Text(left_ + width_ + 6, y + 4, Label, 11, "start", "linelabel", " fill=\"" + Colour + "\"");
 }
 
 void TPlotPanel::Polyline(std::span<const double> X, std::span<const double> Y, const TStyle& Style,

@@ -57,6 +57,8 @@ class TPlotPanel {
   void HLine(double Y, const TStyle& Style, const std::string& Class, const std::string& Label);
   /// A polyline, broken where a point is not finite.
   void Polyline(std::span<const double> X, std::span<const double> Y, const TStyle& Style, const std::string& Class);
+  /// A label just right of the box at height Y (skipped when Y is off the panel).
+  void RightLabel(double Y, const std::string& Label, const std::string& Colour);
   /// A step line through per-point values (limits that change from sample to sample).
   void Steps(std::span<const double> X, std::span<const double> Y, const TStyle& Style, const std::string& Class);
   void Marker(double X, double Y, double Radius, const std::string& Colour, const std::string& Class);

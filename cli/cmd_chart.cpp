@@ -68,7 +68,9 @@ Kalix::TMtx Subgroups(const Table& table, const Common& common, const ChartComma
     Kalix::TMtx m(static_cast<int>(table.rows), static_cast<int>(cols.size()));
     for (int r = 0; r < m.Rows(); ++r)
       for (int c = 0; c < m.Cols(); ++c) m(r, c) = values[static_cast<std::size_t>(c)][static_cast<std::size_t>(r)];
-    what = fmt::format("{} columns", cols.size());
+    what.clear();
+    for (int c : cols) what += (what.empty() ? "" : ", ") + table.names[static_cast<std::size_t>(c)];
+    if (cols.size() > 6) what = fmt::format("{} columns", cols.size());
     return m;
   }
   const std::vector<double> v = Complete(table, cols.front());
