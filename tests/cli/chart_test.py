@@ -92,6 +92,11 @@ class ChartNumbers(unittest.TestCase):
         centre, half = SINGLES.mean(), z * mr.mean() / 1.128
         rows, _, _ = chart("chart", "-t", "individuals", write("one.csv", ["x"], [(v,) for v in SINGLES]))
         self.check(rows, "individuals", SINGLES, centre, centre - half, centre + half)
+        # Westgard's 1-2s and 1-3s rules against sigma = MR-bar / 1.128 (Westgard et al. 1981).
+        sigma = half / z
+        for r, v in zip(rows, SINGLES):
+            self.assertEqual(("1-2s" in r["westgard"], "1-3s" in r["westgard"]),
+                             (abs(v - centre) > 2 * sigma, abs(v - centre) > 3 * sigma))
         self.assertEqual([r["sample"] for r in rows if r["chart"] == "MR"], list(range(2, len(SINGLES) + 1)))
 
     def test_p_chart_with_sizes_per_sample_and_u_with_one_size(self):
