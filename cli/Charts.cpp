@@ -247,8 +247,19 @@ TControlChart VariablesChart(const TMtx& S, const TChartOptions& O) {
     Require(S.Rows() >= 2, "ewma needs 2 or more subgroups");
     Require(O.Lambda > 0 && O.Lambda <= 1, "ewma needs 0 < lambda <= 1");
     TVec upper, lower;
-    QC::EWMAChart(S, draw, cl, upper, lower, O.Lambda, Or(O.Confidence, 0.99865));
+    const double oneSided = Or(O.Confidence, 0.99865);
+    QC::EWMAChart(S, draw, cl, upper, lower, O.Lambda, oneSided);
     const std::size_t n = static_cast<std::size_t>(draw.Length());
+    if (S.Cols() == 1) {
+      // Single values have no within-subgroup spread: sigma from the moving range instead, with
+      // the exact limits of Montgomery, Introduction to Statistical Quality Control, eq. 9.22.
+      const double sigma = SigmaOfMean(S), z = ZOneSided(oneSided);
+      for (int t = 0; t < draw.Length(); ++t) {
+        const double half = z * sigma * std::sqrt(O.Lambda / (2 - O.Lambda) * (1 - std::pow(1 - O.Lambda, 2 * (t + 1))));
+        upper[t] = cl + half;
+        lower[t] = cl - half;
+      }
+    }
     chart.Panels.push_back(Panel("ewma", ToStd(draw), Repeat(cl, n), ToStd(lower), ToStd(upper)));
   } else if (O.Type == "cusum") {
     Require(S.Rows() >= 2, "cusum needs 2 or more subgroups");

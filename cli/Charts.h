@@ -52,7 +52,8 @@ struct TChartOptions {
 };
 
 /// xbar-r, xbar-s, individuals, ewma or cusum of Subgroups (one row per subgroup; one column
-/// for individuals). Raises std::invalid_argument for an unknown type or too few data.
+/// for individuals). An EWMA of single values takes sigma from the moving range. Raises
+/// std::invalid_argument for an unknown type or too few data.
 TControlChart VariablesChart(const Kalix::TMtx& Subgroups, const TChartOptions& Options);
 /// p, np, u or c chart of counts per sample; Sizes holds one size for all samples or one per
 /// sample (ignored by the c chart).

@@ -111,6 +111,18 @@ class ChartNumbers(unittest.TestCase):
         uhalf = z * np.sqrt(ubar / 100)
         self.check(rows, "u", COUNTS / 100, ubar, ubar - uhalf, ubar + uhalf)
 
+    def test_ewma_of_single_values_takes_sigma_from_the_moving_range(self):
+        lam, z = 0.2, stats.norm.ppf(0.99865)
+        sigma = np.abs(np.diff(SINGLES)).mean() / 1.128
+        e, prev = [], SINGLES.mean()
+        for x in SINGLES:
+            prev = lam * x + (1 - lam) * prev
+            e.append(prev)
+        t = np.arange(1, len(SINGLES) + 1)
+        half = z * sigma * np.sqrt(lam / (2 - lam) * (1 - (1 - lam) ** (2 * t)))  # Montgomery eq. 9.22
+        rows, _, _ = chart("chart", "-t", "ewma", write("one.csv", ["x"], [(v,) for v in SINGLES]))
+        self.check(rows, "ewma", e, SINGLES.mean(), SINGLES.mean() - half, SINGLES.mean() + half)
+
     def test_cusum_is_the_tabular_recursion(self):
         # Montgomery's tabular CUSUM with K = k sigma, H = h sigma, sigma = 0.1 / sqrt(4) as given.
         target, se = 10.0, 0.1 / 2
