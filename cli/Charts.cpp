@@ -72,8 +72,10 @@ TControlPanel Panel(std::string Name, const TVec& Values, double Centre, double 
 void AddWestgard(TControlPanel& P, double Z) {
   const auto& v = P.Series[0].Values;
   TVec z(static_cast<int>(v.size()));
-  for (std::size_t i = 0; i < v.size(); ++i)
-    z[static_cast<int>(i)] = (v[i] - P.Centre[i]) / ((P.Upper[i] - P.Centre[i]) / Z);
+  for (std::size_t i = 0; i < v.size(); ++i) {
+    const double d = v[i] - P.Centre[i];  // on the centre line counts as neither side, spread or not
+    z[static_cast<int>(i)] = d == 0 ? 0.0 : d / ((P.Upper[i] - P.Centre[i]) / Z);
+  }
   TVec codes;
   StatControlCharts::QCWestgardRules(z, codes, 0.0, 1.0);
   P.Westgard.resize(v.size());
