@@ -2,6 +2,8 @@
 
 #include <cmath>
 #include <iostream>
+#include <cstdint>
+#include <limits>
 #include <map>
 
 #include <fmt/format.h>
@@ -86,6 +88,14 @@ void NeedValues(std::size_t n, std::size_t least, const std::string& what, const
 }
 
 Kalix::TVec ToVec(const std::vector<double>& values) { return Kalix::TVec(std::span<const double>(values)); }
+
+Kalix::TVec ViewOf(const std::vector<double>& values) {
+  const auto address = reinterpret_cast<std::uintptr_t>(values.data());
+  if (values.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+    throw CliError(fmt::format("too many values ({})", values.size()));
+  if (address % Kalix::ViewAlignment() != 0) return ToVec(values);
+  return Kalix::TVec::View(values.data(), static_cast<int>(values.size()));
+}
 
 void Emit(const std::vector<ResultTable>& tables, const Common& common) { Print(tables, common.format, std::cout); }
 

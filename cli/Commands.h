@@ -61,6 +61,10 @@ void NeedValues(std::size_t n, std::size_t least, const std::string& what, const
 /// A TVec holding values (copied).
 Kalix::TVec ToVec(const std::vector<double>& values);
 
+/// A read-only TVec over values: a view of the same memory when it is aligned for one, else a
+/// copy. Only for routines that take a const vector; values must outlive it unchanged.
+Kalix::TVec ViewOf(const std::vector<double>& values);
+
 /// Prints the results to standard output in common.format, in one write.
 void Emit(const std::vector<ResultTable>& tables, const Common& common);
 
@@ -69,6 +73,15 @@ std::string Decision(Statistics::THypothesisResult h);
 
 /// Parses a hypothesis alternative: two.sided, greater, less.
 Statistics::THypothesisType Alternative(const std::string& text);
+
+/// Counts of values in equal-width bins from lo to hi (NaN: the data's own end), for the
+/// histogram table and its chart; edges has one more element than counts.
+struct HistogramData {
+  std::vector<int> counts;
+  std::vector<double> edges;
+  std::size_t n = 0;
+};
+HistogramData ComputeHistogram(const std::vector<double>& values, int bins, double lo, double hi);
 
 /// Registers every analysis subcommand (describe .. capability) in the order of the help text.
 void AddAnalysisCommands(CLI::App& app, Common& common);

@@ -38,7 +38,7 @@ class Input {
     if (S_ISDIR(st.st_mode)) throw CliError(fmt::format("{}: is a directory", path));
     if (S_ISREG(st.st_mode) && st.st_size > 0) {
       const auto size = static_cast<std::size_t>(st.st_size);
-      void* p = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd_, 0);
+      void* p = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd_, 0);
       if (p == MAP_FAILED) Fail();
       ::madvise(p, size, MADV_SEQUENTIAL);
       map_ = p;

@@ -1,4 +1,5 @@
 // describe: counts, moments and quartiles of each chosen column (per group with --group).
+#include <algorithm>
 #include <cmath>
 
 #include "Commands.h"
@@ -19,9 +20,13 @@ std::pair<double, double> Shape(const Kalix::TVec& x, double mean) {
 }
 
 std::vector<Cell> Describe(const std::vector<double>& withMissing, Statistics::TPercentileMethod rule) {
-  const std::vector<double> values = Present(withMissing);
+  // Big columns without gaps are read in place, not copied.
+  const bool complete = std::none_of(withMissing.begin(), withMissing.end(), [](double v) { return std::isnan(v); });
+  std::vector<double> present;
+  if (!complete) present = Present(withMissing);
+  const std::vector<double>& values = complete ? withMissing : present;
   const auto missing = static_cast<std::int64_t>(withMissing.size() - values.size());
-  const Kalix::TVec x = ToVec(values);
+  const Kalix::TVec x = ViewOf(values);
   const double nan = std::nan("");
   double mean = nan, sd = nan, q1 = nan, median = nan, q3 = nan, lo = nan, hi = nan;
   std::pair<double, double> shape{nan, nan};
@@ -49,6 +54,12 @@ void Run(const Common& common, const DescribeOptions& options) {
   for (const char* c : {"n", "missing", "mean", "sd", "min", "q1", "median", "q3", "max", "skewness", "kurtosis"})
     result.columns.emplace_back(c);
   for (int c : chosen) {
+    if (common.group.empty()) {
+      std::vector<Cell> row{table.names[static_cast<std::size_t>(c)]};
+      for (auto& cell : Describe(NumericColumn(table, c), rule)) row.push_back(std::move(cell));
+      result.rows.push_back(std::move(row));
+      continue;
+    }
     for (const auto& [group, values] : SplitByGroup(table, common, c, true)) {
       std::vector<Cell> row{table.names[static_cast<std::size_t>(c)]};
       if (!common.group.empty()) row.emplace_back(group);
