@@ -381,23 +381,19 @@ void WriteProbPlotSvg(const TChartFiles& Files, const TProbPlot& P) {
   Emit(doc, Files);
 }
 
-void WriteHistogramSvg(const TChartFiles& Files, const std::vector<double>& Data, int NumBins,
-                       const std::string& Title) {
-  if (!Files.Any()) return;
-  const TVec x(Data);
-  Kalix::TVecInt counts;
-  TVec edges;
-  Statistics::Histogram(x, NumBins, counts, edges);
+void WriteHistogramSvg(const TChartFiles& Files, const std::vector<double>& Data, const std::vector<double>& Edges,
+                       const std::vector<int>& Counts, const std::string& Title) {
+  if (!Files.Any() || Counts.empty() || Edges.size() != Counts.size() + 1) return;
   double mu = NAN, sigma = NAN, total = 0;
-  Statistics::NormalFit(x, mu, sigma);
-  std::vector<double> centres, heights, xs = ToStd(edges), ys{0.0};
-  for (int b = 0; b < NumBins; ++b) {
-    centres.push_back(0.5 * (edges[b] + edges[b + 1]));
-    heights.push_back(counts[b]);
-    total += counts[b];
+  Statistics::NormalFit(TVec(Data), mu, sigma);
+  std::vector<double> centres, heights, xs = Edges, ys{0.0};
+  for (std::size_t b = 0; b < Counts.size(); ++b) {
+    centres.push_back(0.5 * (Edges[b] + Edges[b + 1]));
+    heights.push_back(Counts[b]);
+    total += Counts[b];
   }
-  const double width = (edges[NumBins] - edges[0]) / NumBins;
-  const double a = edges[0] - width, b = edges[NumBins] + width;
+  const double width = (Edges.back() - Edges.front()) / static_cast<double>(Counts.size());
+  const double a = Edges.front() - width, b = Edges.back() + width;
   const auto gx = Generate(201, [&](std::size_t i) { return a + (b - a) * static_cast<double>(i) / 200.0; });
   const auto gy = Generate(201, [&](std::size_t i) { return total * width * Kalix::NormalPDF(gx[i], mu, sigma); });
   xs.insert(xs.end(), {a, b});
@@ -469,6 +465,35 @@ void WriteForecastSvg(const TChartFiles& Files, const std::vector<double>& Histo
   for (std::size_t i = 0; i < tf.size(); ++i) plot.Marker(tf[i], Forecast[i], 2.5, kOrange, "point");
   plot.Legend(legend, true);
   Emit(doc, Files);
+}
+
+namespace {
+
+// A numeric column of a result table by name (empty when there is none; non-numbers as NaN).
+std::vector<double> ColumnOf(const ResultTable& Table, const std::string& Name) {
+  const auto it = std::find(Table.columns.begin(), Table.columns.end(), Name);
+  if (it == Table.columns.end()) return {};
+  const auto c = static_cast<std::size_t>(it - Table.columns.begin());
+  std::vector<double> out;
+  for (const auto& row : Table.rows) {
+    const Cell& cell = row.at(c);
+    out.push_back(std::holds_alternative<double>(cell)         ? std::get<double>(cell)
+                  : std::holds_alternative<std::int64_t>(cell) ? static_cast<double>(std::get<std::int64_t>(cell))
+                                                               : NAN);
+  }
+  return out;
+}
+
+}  // namespace
+
+void WriteAcfSvg(const TChartFiles& Files, const ResultTable& Lags, int N, const std::string& Title) {
+  WriteAcfSvg(Files, ColumnOf(Lags, "acf"), ColumnOf(Lags, "pacf"), N, Title);
+}
+
+void WriteForecastSvg(const TChartFiles& Files, const std::vector<double>& History, const ResultTable& Steps,
+                      const std::string& Title) {
+  WriteForecastSvg(Files, History, ColumnOf(Steps, "forecast"), ColumnOf(Steps, "lower"), ColumnOf(Steps, "upper"),
+                   Title);
 }
 
 // ---------------------------------------------------------------- PNG

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "../core/KalixCore.h"
+#include "Output.h"
 
 namespace KalixCli {
 
@@ -76,10 +77,10 @@ struct TProbPlot {
 std::vector<double> NormalBandHalfWidths(const std::vector<double>& Scores);
 void WriteProbPlotSvg(const TChartFiles& Files, const TProbPlot& Plot);
 
-/// Histogram of Data in NumBins equal bins (Statistics::Histogram) with the fitted normal
-/// density (Statistics::NormalFit) scaled to counts.
-void WriteHistogramSvg(const TChartFiles& Files, const std::vector<double>& Data, int NumBins,
-                       const std::string& Title);
+/// Histogram bars (Counts between Edges, one more edge than counts) with the normal fitted to
+/// Data (Statistics::NormalFit) scaled to counts.
+void WriteHistogramSvg(const TChartFiles& Files, const std::vector<double>& Data, const std::vector<double>& Edges,
+                       const std::vector<int>& Counts, const std::string& Title);
 
 /// Bar charts of the autocorrelations at lags 1, 2, ... (and of the partial ones when Pacf is
 /// not empty) of a series of length N, with the band -+1.96 / sqrt(N).
@@ -90,6 +91,13 @@ void WriteAcfSvg(const TChartFiles& Files, const std::vector<double>& Acf, const
 void WriteForecastSvg(const TChartFiles& Files, const std::vector<double>& History,
                       const std::vector<double>& Forecast, const std::vector<double>& Lower,
                       const std::vector<double>& Upper, const std::string& Title);
+
+/// The same two charts from a result table with columns "acf" and "pacf" (one row per lag).
+void WriteAcfSvg(const TChartFiles& Files, const ResultTable& Lags, int N, const std::string& Title);
+/// The forecast chart from a result table with a "forecast" column and, when present, "lower"
+/// and "upper" columns.
+void WriteForecastSvg(const TChartFiles& Files, const std::vector<double>& History, const ResultTable& Steps,
+                      const std::string& Title);
 
 /// Converts an SVG file to PNG with rsvg-convert; raises std::runtime_error with
 /// "--png needs rsvg-convert (Debian package librsvg2-bin)" when it is not on PATH.

@@ -201,6 +201,49 @@ class ProbPlot(unittest.TestCase):
         np.testing.assert_allclose([p["y"] for p in points["rows"]], np.sort(SUBGROUPS[:, 1]))
 
 
+class OtherCommandsCharts(unittest.TestCase):
+    """histogram, acf and forecast draw what they print."""
+
+    @classmethod
+    def setUpClass(cls):
+        e, y = RNG.normal(size=80), [0.0]
+        for v in e:
+            y.append(0.7 * y[-1] + v)
+        cls.series = write("ar1.csv", ["y"], [(round(v, 4),) for v in y[1:]])
+
+    def run_json(self, *args):
+        svg = os.path.join(TMP, "other.svg")
+        r = kalix(*args, "--format", "json", "--svg", svg)
+        self.assertEqual(r.returncode, 0, r.stderr)
+        return json.loads(r.stdout), ET.parse(svg).getroot()
+
+    def test_histogram_bars_and_density(self):
+        (hist,), root = self.run_json("histogram", self.series, "--bins", "9")
+        bars = by_class(root, "rect", "bar")
+        self.assertEqual(len(bars), 9)
+        # Bar heights in pixels are proportional to the printed counts.
+        h = np.array([float(b.get("height")) for b in bars])
+        counts = np.array([r["count"] for r in hist["rows"]])
+        np.testing.assert_allclose(h, counts * h.max() / counts.max(), atol=0.15)
+        self.assertEqual(len(by_class(root, "polyline", "density")), 1)
+
+    def test_acf_bars_beyond_the_band_are_marked(self):
+        (acf,), root = self.run_json("acf", self.series)
+        rows = acf["rows"]
+        band = 1.96 / np.sqrt(80)
+        self.assertEqual(len(by_class(root, "rect", "bar")) + len(by_class(root, "rect", "bar significant")),
+                         2 * len(rows))
+        self.assertEqual(len(by_class(root, "rect", "bar significant")),
+                         sum(abs(r["acf"]) > band for r in rows) + sum(abs(r["pacf"]) > band for r in rows))
+        self.assertEqual(len(by_class(root, "polygon", "band")), 2)
+
+    def test_forecast_points_and_interval(self):
+        (steps, _), root = self.run_json("forecast", self.series, "--method", "arima", "--horizon", "6")
+        self.assertEqual(len(by_class(root, "circle", "point")), len(steps["rows"]))
+        self.assertEqual(len(by_class(root, "polygon", "band")), 1)
+        self.assertEqual(len(by_class(root, "polyline", "series")), 1)
+
+
 class Errors(unittest.TestCase):
     def test_one_line_on_stderr_exit_2_nothing_on_stdout(self):
         empty = tempfile.mkdtemp(dir=TMP)
