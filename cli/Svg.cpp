@@ -134,14 +134,15 @@ void TPlotPanel::Frame(std::span<const double> XValues, std::span<const double> 
   double xlo = inf, xhi = -inf, ylo = inf, yhi = -inf;
   Extremes(XValues, xlo, xhi);
   Extremes(YValues, ylo, yhi);
-  xs_ = NiceScale(xlo, xhi, 8);
+  xs_ = NiceScale(xlo, xhi, 10);
   if (TightX && xlo < xhi) {
     std::erase_if(xs_.Ticks, [&](double t) { return t < xlo - 1e-9 * xs_.Step || t > xhi + 1e-9 * xs_.Step; });
     xs_.Lo = xlo, xs_.Hi = xhi;
   }
   // A little headroom so that a point on a whole tick does not sit on the frame.
+  // The headroom never pushes an axis across zero (counts, ranges and proportions start there).
   const double pad = std::isfinite(yhi - ylo) ? 0.03 * (yhi - ylo) : 0.0;
-  ys_ = NiceScale(ylo - pad, yhi + pad, 6);
+  ys_ = NiceScale(ylo >= 0 && ylo - pad < 0 ? 0.0 : ylo - pad, yhi <= 0 && yhi + pad > 0 ? 0.0 : yhi + pad, 6);
   clip_ = doc_.NewId();
   doc_.Append("<clipPath id=\"" + clip_ + "\"><rect x=\"" + P(left_) + "\" y=\"" + P(top_) + "\" width=\"" +
               P(width_) + "\" height=\"" + P(height_) + "\"/></clipPath>");
