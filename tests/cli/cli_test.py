@@ -198,6 +198,8 @@ def reader():
     rc, out, err = run(["describe", "-", "--sep", ";", "-c", "2", "-g", "1", "--format", "json"], stdin=text)
     rows = json.loads(out)[0]["rows"] if rc == 0 else []
     check([(r["group"], r["n"], r["mean"]) for r in rows] == [("a", 2, 2.0), ("b", 1, 2.0)], f"stdin {rows} {err}")
+    rc, out, err = run(["describe", "-", "--sep", "tab", "-c", "v", "--format", "json"], stdin=text.replace(";", "\t"))
+    check(rc == 0 and json.loads(out)[0]["rows"][0]["n"] == 3, f"tab-separated {out} {err}")
     # csv output quotes what needs quoting, so it reads back as the same table.
     rc, out, _ = run(["describe", quoted, "-c", "3", "--format", "csv"])
     check(rc == 0 and list(csv.reader(io.StringIO(out)))[1][0] == 'va"lue', f"csv quoting {out}")
