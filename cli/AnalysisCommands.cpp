@@ -7,6 +7,7 @@ void AddAnalysisCommands(CLI::App& app, Common& common) {
   AddPercentileCommand(app, common);
   AddHistogramCommand(app, common);
   AddTestCommand(app, common);
+  AddFitCommand(app, common);
   AddRegressCommand(app, common);
   AddAnovaCommand(app, common);
   AddPcaCommand(app, common);

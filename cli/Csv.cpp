@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <iostream>
 #include <iterator>
@@ -141,6 +142,19 @@ class Parser {
     return field;
   }
 
+  // The common case of a cell that is a plain number: parsed straight from the input, with no
+  // separate scan for its end. False (nothing consumed) for anything else.
+  bool PlainNumber(double& value, bool& more) {
+    if (p_ >= end_ || *p_ == '"' || *p_ == ' ' || *p_ == '\t' || *p_ == '+') return false;
+    const auto [next, ec] = std::from_chars(p_, end_, value);
+    if (ec != std::errc() || next == p_) return false;
+    if (next < end_ && *next != sep_ && *next != '\n' && *next != '\r') return false;
+    const std::size_t line = line_, column = static_cast<std::size_t>(p_ - lineStart_) + 1;
+    p_ = next;
+    more = EndField(line, column);
+    return true;
+  }
+
   [[noreturn]] void Fail(std::size_t line, std::size_t column, std::string_view message) const {
     throw CliError(fmt::format("{}:{}:{}: {}", file_, line, column, message));
   }
@@ -237,15 +251,27 @@ Table ReadCsv(const std::string& path, char sep, const std::vector<std::string>&
 
   // Reserve from the first data line's length to avoid regrowing big columns.
   const std::size_t guess = std::min<std::size_t>(input.View().size() / std::max<std::size_t>(4 * n, 8) + 16, 1u << 26);
-  for (auto& c : table.columns) c.reserve(guess);
+  for (auto& c : table.columns) {
+    c.reserve(guess);
+    // Large columns on huge pages: far fewer page faults while they fill.
+    constexpr std::size_t kHuge = std::size_t{2} << 20;
+    const auto begin = reinterpret_cast<std::uintptr_t>(c.data());
+    const std::uintptr_t first = (begin + kHuge - 1) & ~(kHuge - 1);
+    const std::uintptr_t last = (begin + guess * sizeof(double)) & ~(kHuge - 1);
+    if (last > first) ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+  }
 
   while (parser.NextRecord()) {
     const std::size_t recordLine = parser.Line();
     std::size_t i = 0;
     for (more = true; more; ++i) {
+      double value;
+      if (i < n && !keepText[i] && parser.PlainNumber(value, more)) {
+        table.columns[i].push_back(value);
+        continue;
+      }
       const std::string_view cell = parser.Field(more, line, column);
       if (i >= n) parser.Fail(line, column, fmt::format("more than the {} fields of the header row", n));
-      double value;
       if (!ParseNumber(cell, value)) {
         value = kMissing;
         if (table.notNumeric[i].empty())

@@ -85,9 +85,15 @@ void RunAnova(const Common& common, const AnovaOptions& o) {
       for (std::size_t k = 0; k < reps; ++k) data(static_cast<int>(i * reps + k), static_cast<int>(j)) = cell[i * kb + j][k];
   double pRows = nan, pCols = nan, pInter = nan;
   const Regress::TANOVA2Result r = Regress::ANOVA2(data, pRows, pCols, pInter, static_cast<int>(reps), o.alpha);
-  result.rows.push_back(Row(common.group, r.Deg1, r.SS1, r.MS1, r.FDist1, pRows));
-  result.rows.push_back(Row(o.by, r.Deg2, r.SS2, r.MS2, r.FDist2, pCols));
-  if (reps > 1) result.rows.push_back(Row(common.group + ":" + o.by, r.Deg3, r.SS3, r.MS3, r.FDist3, pInter));
+  // The routine's own F is a product form kept for compatibility; analysts read the textbook
+  // ratio of mean squares, so F and p are formed here from its sums of squares.
+  const auto effect = [&](const std::string& term, double df, double ss, double ms) {
+    const double f = ms / r.MS4;
+    result.rows.push_back(Row(term, df, ss, ms, f, 1.0 - Kalix::FCDF(f, df, r.Deg4)));
+  };
+  effect(common.group, r.Deg1, r.SS1, r.MS1);
+  effect(o.by, r.Deg2, r.SS2, r.MS2);
+  if (reps > 1) effect(common.group + ":" + o.by, r.Deg3, r.SS3, r.MS3);
   result.rows.push_back(Row("Residuals", r.Deg4, r.SS4, r.MS4, nan, nan));
   result.rows.push_back(Row("Total", r.DegTotal, r.SSTotal, nan, nan, nan));
   Emit({result}, common);

@@ -91,8 +91,8 @@ void RunForecast(const Common& common, const ForecastOptions& o) {
     out.push_back(Steps("Forecast of " + name + " (Holt)", yhat, n - 1, o.horizon, nullptr, nullptr, nullptr));
   } else if (o.method == "winters") {
     double a = 0.5, b = 0.5, g = 0.5;
-    StatTimeSerAnalysis::TripleExpForecast(x, yhat, a, b, g, T, o.period);
-    model.rows = {{std::string("alpha"), a}, {std::string("beta"), b}, {std::string("gamma"), g}};
+    StatTimeSerAnalysis::TripleExpForecast(x, yhat, a, b, g, T, mse, o.period);
+    model.rows = {{std::string("alpha"), a}, {std::string("beta"), b}, {std::string("gamma"), g}, {std::string("mse"), mse}};
     out.push_back(Steps("Forecast of " + name + " (Holt-Winters, period " + std::to_string(o.period) + ")", yhat,
                         n - o.period, o.horizon, nullptr, nullptr, nullptr));
   } else if (o.method == "arima") {

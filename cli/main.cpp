@@ -16,14 +16,8 @@ int main(int argc, char** argv) {
     AddAnalysisCommands(app, common);
     try {
       app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-      std::cout << app.help();
-      return 0;
-    } catch (const CLI::CallForAllHelp&) {
-      std::cout << app.help("", CLI::AppFormatMode::All);
-      return 0;
     } catch (const CLI::ParseError& e) {
-      // --help of a subcommand arrives here too.
+      // --help (of the tool or of a subcommand) prints the right help and succeeds.
       if (e.get_exit_code() == 0) return app.exit(e);
       throw CliError(e.what());
     }
