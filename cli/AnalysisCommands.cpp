@@ -14,6 +14,8 @@ void AddAnalysisCommands(CLI::App& app, Common& common) {
   AddAcfCommand(app, common);
   AddForecastCommand(app, common);
   AddCapabilityCommand(app, common);
+  AddChartCommand(app, common);
+  AddProbPlotCommand(app, common);
 }
 
 }  // namespace KalixCli

@@ -12,7 +12,9 @@ namespace KalixCli {
 
 void AddCommonOptions(CLI::App& sub, Common& common, unsigned which) {
   sub.add_option("file", common.file, "CSV file with a header row (- for standard input)")->required();
-  sub.add_option("--sep", common.sep, "Field separator")->capture_default_str();
+  sub.add_option("--sep", common.sep, "Field separator (one character; tab or \\t for a tab)")
+      ->capture_default_str()
+      ->transform([](std::string s) { return s == "tab" || s == "\\t" ? std::string("\t") : s; });
   sub.add_option("-c,--columns", common.columns, "Columns by name or 1-based number")->delimiter(',');
   const std::map<std::string, Format> formats{{"table", Format::table}, {"csv", Format::csv}, {"json", Format::json}};
   sub.add_option("--format", common.format, "Output: table, csv or json")

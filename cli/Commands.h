@@ -99,4 +99,8 @@ void AddAcfCommand(CLI::App& app, Common& common);
 void AddForecastCommand(CLI::App& app, Common& common);
 void AddCapabilityCommand(CLI::App& app, Common& common);
 
+// Charts (cmd_chart.cpp, cmd_probplot.cpp).
+void AddChartCommand(CLI::App& app, Common& common);
+void AddProbPlotCommand(CLI::App& app, Common& common);
+
 }  // namespace KalixCli

@@ -1,4 +1,5 @@
 // histogram: counts of one column in equal-width bins over its range (or --min .. --max).
+#include "Charts.h"
 #include "Commands.h"
 
 #include <cmath>
@@ -47,6 +48,7 @@ void Run(const Common& common, const HistogramOptions& options) {
                            static_cast<std::int64_t>(h.counts[i]),
                            static_cast<double>(h.counts[i]) / (static_cast<double>(h.n) * width)});
   }
+  WriteHistogramSvg({common.svg, common.png}, Present(NumericColumn(table, c)), h.edges, h.counts, result.title);
   Emit({result}, common);
 }
 
@@ -55,7 +57,7 @@ void Run(const Common& common, const HistogramOptions& options) {
 void AddHistogramCommand(CLI::App& app, Common& common) {
   auto* sub = app.add_subcommand("histogram", "Counts of one column in equal-width bins");
   auto options = std::make_shared<HistogramOptions>();
-  AddCommonOptions(*sub, common);
+  AddCommonOptions(*sub, common, kWithCharts);
   sub->add_option("-b,--bins", options->bins, "Number of bins")->capture_default_str();
   sub->add_option("--min", options->lo, "Lower end of the first bin (default: the smallest value)");
   sub->add_option("--max", options->hi, "Upper end of the last bin (default: the largest value)");

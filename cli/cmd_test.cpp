@@ -1,5 +1,6 @@
 // test: hypothesis tests on one column, two columns (or one column split into two groups by
 // --group), and normality tests; one row per test with statistic, p-value, interval, decision.
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <map>
@@ -157,13 +158,26 @@ const std::map<std::string, Spec>& Tests() {
              }}},
       {"chisq", {"Chi-square test of the standard deviation", 1, false, 2, [](const V& x, const TestOptions& o, THypothesisType ht) {
                    Outcome r;
-                   Statistics::ChiSquareTest(x[0], NeedSigma(o, "chisq"), r.h, r.p, r.ci, ht, o.alpha);
+                   const double sigma = NeedSigma(o, "chisq");
+                   Statistics::ChiSquareTest(x[0], sigma, r.h, r.p, r.ci, ht, o.alpha);
+                   // The routine gives no statistic: (n - 1) s^2 / sigma^2 is shown with it.
                    r.df = x[0].Length() - 1.0;
+                   const double sd = Kalix::StdDev(x[0]);
+                   r.statistic = r.df * sd * sd / (sigma * sigma);
                    return r;
                  }}},
       {"grubbs", {"Grubbs' outlier test", 1, false, 3, [](const V& x, const TestOptions& o, THypothesisType ht) {
                     Outcome r;
                     Statistics::GrubbsTest(x[0], r.h, r.p, r.ci, ht, o.alpha);
+                    // The routine gives no statistic: G, the largest studentised deviation in
+                    // the direction tested, is shown with it.
+                    double hi = 0, lo = 0;
+                    Kalix::MaxMin(x[0], hi, lo);
+                    const double mean = Kalix::Mean(x[0]), sd = Kalix::StdDev(x[0], mean);
+                    const double up = (hi - mean) / sd, down = (mean - lo) / sd;
+                    r.statistic = ht == Statistics::htRightTailed  ? up
+                                  : ht == Statistics::htLeftTailed ? down
+                                                                   : std::max(up, down);
                     return r;
                   }}},
   };

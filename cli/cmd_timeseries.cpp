@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "Charts.h"
 #include "Commands.h"
 
 namespace KalixCli {
@@ -42,6 +43,7 @@ void RunAcf(const Common& common, const AcfOptions& options) {
                      {"lag", "acf", "pacf", "band"}, {}};
   for (int k = 1; k <= lags; ++k)
     result.rows.push_back({static_cast<std::int64_t>(k), r[k], k - 1 < partial.Length() ? partial[k - 1] : std::nan(""), band});
+  WriteAcfSvg({common.svg, common.png}, result, n, name);
   Emit({result}, common);
 }
 
@@ -113,6 +115,7 @@ void RunForecast(const Common& common, const ForecastOptions& o) {
     throw CliError(fmt::format("forecast: unknown method \"{}\" (ses, holt, winters or arima)", o.method));
   }
   out.push_back(std::move(model));
+  WriteForecastSvg({common.svg, common.png}, y, out.front(), out.front().title);
   Emit(out, common);
 }
 
@@ -121,7 +124,7 @@ void RunForecast(const Common& common, const ForecastOptions& o) {
 void AddAcfCommand(CLI::App& app, Common& common) {
   auto* sub = app.add_subcommand("acf", "Autocorrelations and partial autocorrelations of one column");
   auto options = std::make_shared<AcfOptions>();
-  AddCommonOptions(*sub, common);
+  AddCommonOptions(*sub, common, kWithCharts);
   sub->add_option("--lags", options->lags, "Largest lag (default: ceil(10 log10 n))");
   sub->callback([&common, options] { RunAcf(common, *options); });
 }
@@ -129,7 +132,7 @@ void AddAcfCommand(CLI::App& app, Common& common) {
 void AddForecastCommand(CLI::App& app, Common& common) {
   auto* sub = app.add_subcommand("forecast", "Forecasts of one column by exponential smoothing or ARIMA");
   auto options = std::make_shared<ForecastOptions>();
-  AddCommonOptions(*sub, common);
+  AddCommonOptions(*sub, common, kWithCharts);
   sub->add_option("-m,--method", options->method, "ses, holt, winters or arima")->capture_default_str();
   sub->add_option("--horizon", options->horizon, "Steps ahead")->capture_default_str();
   sub->add_option("--period", options->period, "Season length (winters)")->capture_default_str();

@@ -115,6 +115,30 @@ CASES = [
     (["test", "normality", f"{DATA}/ball_bearings.csv"],
      [(0, {"test": "Shapiro-Wilk"}, "statistic", 0.927295408386182, 1e-9),
       (0, {"test": "Shapiro-Wilk"}, "p.value", 0.0956061373054028, 1e-6)]),
+    # z = mean / (2 / sqrt(n)), 2 pnorm(-|z|)
+    (["test", "z", f"{DATA}/sleep.csv", "-c", "drug1", "--sigma", "2"],
+     [(0, {}, "statistic", 1.18585412256314, 1e-12), (0, {}, "p.value", 0.235679913429038, 1e-10)]),
+    # binom.test(1, 10): one of ten drug2 values below 0
+    (["test", "sign", f"{DATA}/sleep.csv", "-c", "drug2"],
+     [(0, {}, "statistic", 1.0, 0), (0, {}, "p.value", 0.021484375, 1e-12)]),
+    # wilcox.test(drug1, drug2, paired = TRUE)$statistic; wilcox.test(mpg ~ am)$statistic
+    (["test", "wilcoxon", f"{DATA}/sleep.csv", "-c", "drug1,drug2", "--paired"], [(0, {}, "statistic", 0.0, 0)]),
+    (["test", "mann-whitney", f"{DATA}/mtcars.csv", "-c", "mpg", "-g", "am"], [(0, {}, "statistic", 42.0, 0)]),
+    # cor.test(mpg, wt, method = "spearman", exact = FALSE)
+    (["test", "spearman", f"{DATA}/mtcars.csv", "-c", "mpg,wt"],
+     [(0, {}, "statistic", -0.886422033270298, 1e-12), (0, {}, "p.value", 1.48759485812743e-11, 1e-8)]),
+    # (n - 1) var / 30^2 and 2 min(pchisq, 1 - pchisq); max |x - mean| / sd
+    (["test", "chisq", f"{DATA}/ball_bearings.csv", "--sigma", "30"],
+     [(0, {}, "statistic", 34.3542817391304, 1e-12), (0, {}, "p.value", 0.0903916741686583, 1e-9)]),
+    (["test", "grubbs", f"{DATA}/ball_bearings.csv"], [(0, {}, "statistic", 2.6988308241594, 1e-12)]),
+    # MASS::fitdistr(x, "gamma"): shape and 1 / rate (Nelder-Mead against BFGS: 1e-4)
+    (["fit", "gamma", f"{DATA}/ball_bearings.csv"],
+     [(0, {"parameter": "shape"}, "estimate", 4.02543398829433, 1e-4),
+      (0, {"parameter": "scale"}, "estimate", 17.9419941749074, 1e-4)]),
+    # mean and the library's interval mean / n * qgamma(c(.025, .975), n)
+    (["fit", "exponential", f"{DATA}/ball_bearings.csv"],
+     [(0, {}, "estimate", 72.224347826087, 1e-13), (0, {}, "conf.low", 45.7840410450986, 1e-10),
+      (0, {}, "conf.high", 104.59424663387, 1e-10)]),
     # mean, sd, t.test(drug1)$conf.int, sd * sqrt((n - 1) / qchisq(c(.975, .025), n - 1))
     (["fit", "normal", f"{DATA}/sleep.csv", "-c", "drug1"],
      [(0, {"parameter": "mu"}, "conf.low", -0.529780413526232, 1e-12),
@@ -198,6 +222,8 @@ def reader():
     rc, out, err = run(["describe", "-", "--sep", ";", "-c", "2", "-g", "1", "--format", "json"], stdin=text)
     rows = json.loads(out)[0]["rows"] if rc == 0 else []
     check([(r["group"], r["n"], r["mean"]) for r in rows] == [("a", 2, 2.0), ("b", 1, 2.0)], f"stdin {rows} {err}")
+    rc, out, err = run(["describe", "-", "--sep", "tab", "-c", "v", "--format", "json"], stdin=text.replace(";", "\t"))
+    check(rc == 0 and json.loads(out)[0]["rows"][0]["n"] == 3, f"tab-separated {out} {err}")
     # csv output quotes what needs quoting, so it reads back as the same table.
     rc, out, _ = run(["describe", quoted, "-c", "3", "--format", "csv"])
     check(rc == 0 and list(csv.reader(io.StringIO(out)))[1][0] == 'va"lue', f"csv quoting {out}")
