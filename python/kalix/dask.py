@@ -119,8 +119,8 @@ def _added(partial, *data):
 
 
 def _moments_add(block):
-    cols = np.ascontiguousarray(block.T)
-    return [_added(_partials.Moments(), c) for c in cols]
+    # A strided column is copied by the binding, cheaper than transposing the block first.
+    return [_added(_partials.Moments(), block[:, j]) for j in range(block.shape[1])]
 
 
 def _moments_finish(dtype, parts):
