@@ -7,17 +7,16 @@ zero (1e9 + small noise) merge without the loss of digits that a merge of plain 
 
 Results are lazy, as with dask's own reductions: dask arrays, or dicts of dask arrays for the
 records (moments, linear_regression, anova1); call .compute() or dask.compute(...), which
-computes a record's fields in one pass. The one
-exception is percentile, whose selection pass depends on what its histogram pass found: it runs
-its passes on the current scheduler and returns NumPy values, exactly those of
-kalix.statistics.percentile on the whole array.
+computes a record's fields in one pass. The one exception is percentile, whose selection pass
+depends on what its histogram pass found: it runs its passes on the current scheduler and
+returns NumPy values, exactly those of kalix.statistics.percentile on the whole array.
 
 Works with any dask scheduler: the default threads, "synchronous", "processes" and a
 dask.distributed cluster. dask is imported on first use only.
 
     import dask.array as da, kalix.dask as kd
     x = da.random.random((10_000_000, 8), chunks=(1_000_000, 8))
-    var, cov = dask.compute(kd.var(x), kd.cov(x))
+    var, cov = dask.compute(kd.var(x, axis=0), kd.cov(x))
 """
 import functools
 import math
@@ -153,12 +152,12 @@ def var(x, axis=None):
 
 
 def skew(x, axis=None):
-    """Skewness of x, or of each column with axis=0 (lazy)."""
+    """Skewness m3 / m2^1.5 (moments with divisor n) of x, or of each column with axis=0 (lazy)."""
     return moments(x, axis)["skewness"]
 
 
 def kurtosis(x, axis=None):
-    """Kurtosis of x, or of each column with axis=0 (lazy)."""
+    """Kurtosis m4 / m2^2 (not the excess) of x, or of each column with axis=0 (lazy)."""
     return moments(x, axis)["kurtosis"]
 
 
@@ -170,8 +169,9 @@ def _comoments(x):
         raise ValueError(f"kalix.dask: x must be a 2-D array (rows are observations), not {x.ndim}-D")
     x = x.rechunk({1: -1}) if x.numblocks[1] > 1 else x
     p = x.shape[1]
+    dtype = _out_dtype(x)
     add = functools.partial(_comoments_add, p)
-    return _reduce(x, add, _first_finish, "comoments"), p, _out_dtype(x)
+    return _reduce(x, add, functools.partial(_in_precision, dtype), "comoments"), p, dtype
 
 
 def _comoments_add(p, block):
@@ -180,6 +180,11 @@ def _comoments_add(p, block):
 
 def _first_finish(parts):
     return parts[0].finish()
+
+
+def _in_precision(dtype, parts):
+    """The finished matrices in the data's precision, as the in-memory routines give them."""
+    return {k: np.asarray(v, dtype=dtype) for k, v in parts[0].finish().items()}
 
 
 def cov(x):

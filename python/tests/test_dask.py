@@ -76,12 +76,15 @@ def test_offset_data_keep_their_digits_where_dask_var_loses_them():
     assert abs(theirs - exact) > 1e-9 * exact  # merged chunk means drift by ulps of 1e9
 
 
-@pytest.mark.parametrize("offset,empty", [(0.0, False), (1e9, True)])
-def test_covariance_and_correlation_matrices(offset, empty):
-    x = DATA + offset
+@pytest.mark.parametrize("offset,dtype,empty", [(0.0, np.float64, False), (1e9, np.float64, True),
+                                                (0.0, np.float32, True)])
+def test_covariance_and_correlation_matrices(offset, dtype, empty):
+    x = (DATA + offset).astype(dtype)
     cov, corr = dask.compute(kd.cov(chunked(x, empty)), kd.corrcoef(chunked(x, empty)))
-    close(cov, statistics.covariance(x), 1e-14)
-    close(corr, statistics.corr_coef(x), 1e-14)
+    rtol = 1e-14 if dtype == np.float64 else 3e-7
+    assert cov.dtype == corr.dtype == dtype
+    close(cov, statistics.covariance(x), rtol)
+    close(corr, statistics.corr_coef(x), rtol)
 
 
 def test_histogram_counts_and_edges_are_the_library_ones():
