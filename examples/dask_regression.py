@@ -23,6 +23,12 @@ def make_chunk(block_id=None):
     return np.column_stack([x, y])
 
 
+def mean_of(column):
+    m = partials.Moments()
+    m.add(column)
+    return m.finish()["mean"]
+
+
 data = da.map_blocks(make_chunk, dtype=np.float64, chunks=((CHUNK,) * (ROWS // CHUNK), (3,)))
 X, y = data[:, :2], data[:, 2]
 
@@ -41,7 +47,7 @@ print(f"{'':22}{'dask, chunk by chunk':>26}{'in memory':>26}")
 rows = [(f"b[{i}]", fit["coefficients"][i], b[i]) for i in range(3)]
 rows += [(f"se(b[{i}])", fit["std_errors"][i], se[i]) for i in range(3)]
 rows += [("R^2", fit["r2"], regress.r2(whole[:, 2], fitted))]
-rows += [(f"mean {c}", stats["mean"][j], partials.Moments().add(whole[:, j]).finish()["mean"]) for j, c in enumerate(("x1", "x2", "y"))]
+rows += [(f"mean {c}", stats["mean"][j], mean_of(whole[:, j])) for j, c in enumerate(("x1", "x2", "y"))]
 rows += [(f"variance {c}", stats["variance"][j], statistics.covariance(whole[:, j])) for j, c in enumerate(("x1", "x2", "y"))]
 rows += [("covariance x1, y", cov[0, 2], statistics.covariance(whole)[0, 2])]
 rows += [("median y", median, statistics.percentile(whole[:, 2], 0.5))]

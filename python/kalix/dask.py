@@ -6,17 +6,17 @@ dask's reduction tree and finished at the root. Each partial keeps its own shift
 zero (1e9 + small noise) merge without the loss of digits that a merge of plain sums suffers.
 
 Results are lazy, as with dask's own reductions: dask arrays, or dicts of dask arrays for the
-records (moments, linear_regression, anova1); call .compute() or dask.compute(...). The one
-exception is percentile, whose selection pass depends on what its histogram pass found: it runs
-its passes on the current scheduler and returns NumPy values, exactly those of
-kalix.statistics.percentile on the whole array.
+records (moments, linear_regression, anova1); call .compute() or dask.compute(...), which
+computes a record's fields in one pass. The one exception is percentile, whose selection pass
+depends on what its histogram pass found: it runs its passes on the current scheduler and
+returns NumPy values, exactly those of kalix.statistics.percentile on the whole array.
 
 Works with any dask scheduler: the default threads, "synchronous", "processes" and a
 dask.distributed cluster. dask is imported on first use only.
 
     import dask.array as da, kalix.dask as kd
     x = da.random.random((10_000_000, 8), chunks=(1_000_000, 8))
-    var, cov = dask.compute(kd.var(x), kd.cov(x))
+    var, cov = dask.compute(kd.var(x, axis=0), kd.cov(x))
 """
 import functools
 import math
@@ -112,9 +112,14 @@ def _columns(x, axis):
 _MOMENTS = ("n", "mean", "variance", "skewness", "kurtosis")
 
 
+def _added(partial, *data):
+    partial.add(*data)
+    return partial
+
+
 def _moments_add(block):
-    cols = np.ascontiguousarray(block.T)
-    return [_partials.Moments().add(c) for c in cols]
+    # A strided column is copied by the binding, cheaper than transposing the block first.
+    return [_added(_partials.Moments(), block[:, j]) for j in range(block.shape[1])]
 
 
 def _moments_finish(dtype, parts):
@@ -147,12 +152,12 @@ def var(x, axis=None):
 
 
 def skew(x, axis=None):
-    """Skewness of x, or of each column with axis=0 (lazy)."""
+    """Skewness m3 / m2^1.5 (moments with divisor n) of x, or of each column with axis=0 (lazy)."""
     return moments(x, axis)["skewness"]
 
 
 def kurtosis(x, axis=None):
-    """Kurtosis of x, or of each column with axis=0 (lazy)."""
+    """Kurtosis m4 / m2^2 (not the excess) of x, or of each column with axis=0 (lazy)."""
     return moments(x, axis)["kurtosis"]
 
 
@@ -164,16 +169,22 @@ def _comoments(x):
         raise ValueError(f"kalix.dask: x must be a 2-D array (rows are observations), not {x.ndim}-D")
     x = x.rechunk({1: -1}) if x.numblocks[1] > 1 else x
     p = x.shape[1]
+    dtype = _out_dtype(x)
     add = functools.partial(_comoments_add, p)
-    return _reduce(x, add, _first_finish, "comoments"), p, _out_dtype(x)
+    return _reduce(x, add, functools.partial(_in_precision, dtype), "comoments"), p, dtype
 
 
 def _comoments_add(p, block):
-    return [_partials.Comoments(p).add(block)]
+    return [_added(_partials.Comoments(p), block)]
 
 
 def _first_finish(parts):
     return parts[0].finish()
+
+
+def _in_precision(dtype, parts):
+    """The finished matrices in the data's precision, as the in-memory routines give them."""
+    return {k: np.asarray(v, dtype=dtype) for k, v in parts[0].finish().items()}
 
 
 def cov(x):
@@ -190,8 +201,8 @@ def corrcoef(x):
 
 # ---------------------------------------------------------------- histogram
 
-def _histogram_add(bins, lo, hi, block):
-    return [_partials.Histogram(bins, lo, hi).add(block.reshape(-1))]
+def _histogram_add(lo, hi, bins, block):
+    return [_added(_partials.Histogram(lo, hi, bins), block.reshape(-1))]
 
 
 def histogram(x, bins, range):  # noqa: A002 (numpy's name)
@@ -199,8 +210,8 @@ def histogram(x, bins, range):  # noqa: A002 (numpy's name)
     as dask.array.histogram. The edges (and which bin a value falls in) are the library's."""
     x = _as_dask(x).reshape(-1)
     lo, hi = float(range[0]), float(range[1])
-    empty = _partials.Histogram(bins, lo, hi).finish()  # checks the arguments, gives the edges
-    d = _reduce(x[:, None], functools.partial(_histogram_add, bins, lo, hi), _first_finish, "histogram")
+    empty = _partials.Histogram(lo, hi, bins).finish()  # checks the arguments, gives the edges
+    d = _reduce(x[:, None], functools.partial(_histogram_add, lo, hi, bins), _first_finish, "histogram")
     counts = empty["counts"]
     return _lazy(d, "counts", counts.shape, counts.dtype), np.asarray(empty["edges"])
 
@@ -214,14 +225,28 @@ def _rows_like(x, y, what):
 
 
 def _least_squares_add(p, constant, block, yb):
-    return [_partials.LeastSquares(p, constant=constant).add(block, yb[:, 0])]
+    return [_added(_partials.LeastSquares(p, constant=constant), block, yb[:, 0])]
+
+
+def _record_finish(dtype, parts, **kwargs):
+    return {k: np.asarray(v, dtype=dtype) for k, v in parts[0].finish(**kwargs).items()}
+
+
+def _record(d, shapes, dtype):
+    return {k: _lazy(d, k, shape, dtype) for k, shape in shapes.items()}
+
+
+_FIT_SCALARS = ("rss", "r2", "df", "n", "sst", "adjusted_r2", "residual_var", "F", "pvalue")
+_ANOVA_FIELDS = ("ss1", "ss2", "ss_total", "deg1", "deg2", "deg_total", "ms1", "ms2", "F", "f_crit", "pvalue")
 
 
 def linear_regression(X, y, constant=True):
-    """Least squares of y on [1 | X] (or X without the constant): a dict of lazy dask arrays
-    coefficients, std_errors, rss, r2 and df. X (n x p, or n) and y (n) are chunked by rows;
-    y's row chunks are aligned to X's when they differ. Each chunk contributes the triangular
-    factor of its [X | y] rows, so the result is as accurate as an in-memory QR fit."""
+    """Least squares of y on [1 | X] (or X without the constant): a dict of lazy dask arrays,
+    those of kalix.partials.LeastSquares: coefficients (intercept first) and std_errors, and the
+    scalars rss, r2, df, n, sst, adjusted_r2, residual_var, F, pvalue (float64 throughout).
+    X (n x p, or n) and y (n) are chunked by rows; y's row chunks are aligned to X's when they
+    differ. Each chunk contributes the triangular factor of its [1 | X | y] rows (QR, never
+    X'X), so the fit is as accurate as an in-memory QR fit."""
     X, y = _as_dask(X), _as_dask(y)
     X = X[:, None] if X.ndim == 1 else X
     if X.ndim != 2:
@@ -230,25 +255,27 @@ def linear_regression(X, y, constant=True):
     y = _rows_like(X, y, "y")
     p = X.shape[1]
     add = functools.partial(_least_squares_add, p, bool(constant))
-    d = _reduce(X, add, _first_finish, "least-squares", weights=y[:, None])
+    d = _reduce(X, add, functools.partial(_record_finish, np.float64), "least-squares", weights=y[:, None])
     k = p + (1 if constant else 0)
-    dtype = _out_dtype(X)
-    return {"coefficients": _lazy(d, "coefficients", (k,), dtype), "std_errors": _lazy(d, "std_errors", (k,), dtype),
-            "rss": _lazy(d, "rss", (), dtype), "r2": _lazy(d, "r2", (), dtype), "df": _lazy(d, "df", (), np.float64)}
+    return _record(d, {"coefficients": (k,), "std_errors": (k,), **{s: () for s in _FIT_SCALARS}}, np.float64)
 
 
 def _anova_add(values, labels):
-    return [_partials.Anova1().add(values, labels)]
+    return [_added(_partials.Anova1(), values, labels)]
 
 
-def anova1(values, labels):
-    """One-way analysis of variance of values by integer group labels (1-D, same length,
-    chunked by rows): a dask Delayed whose .compute() gives the library's ANOVA table as a dict."""
+def anova1(values, labels, alpha=0.05):
+    """One-way analysis of variance of values by integer group labels 0 .. k-1 (1-D, same
+    length, chunked by rows; the labels' chunks are aligned to the values'): a dict of lazy
+    scalars, the table of kalix.regress.anova1 (ss1 between, ss2 within, ss_total, deg1, deg2,
+    deg_total, ms1, ms2, F, f_crit at level alpha, pvalue)."""
     values, labels = _as_dask(values).reshape(-1), _as_dask(labels).reshape(-1)
     if labels.dtype.kind not in "iu":
         raise TypeError(f"kalix.dask: labels must be integers, not {labels.dtype}")
     labels = _rows_like(values, labels, "labels")
-    return _reduce(values, _anova_add, _first_finish, "anova1", weights=labels)
+    finish = functools.partial(_record_finish, np.float64, alpha=alpha)
+    d = _reduce(values, _anova_add, finish, "anova1", weights=labels)
+    return _record(d, {k: () for k in _ANOVA_FIELDS}, np.float64)
 
 
 # ---------------------------------------------------------------- exact percentiles
@@ -391,7 +418,7 @@ def _spans_add(spans, block):
     parts = []
     for lo, hi, mode, bins in spans:
         if mode == _HIST:
-            parts.append(_partials.Histogram(bins, lo, hi).add(v))
+            parts.append(_added(_partials.Histogram(lo, hi, bins), v))
         parts.append(_Below(lo, hi, mode == _COLLECT).add(v))
     return parts
 
