@@ -27,12 +27,18 @@ namespace {
 
 using namespace Kalix;
 // Small systems live on the stack (no heap allocation on repeated small calls); larger ones
-// on the heap.
+// on the heap. The fewest unknowns (Q = 2..kFixedQ) get fixed-size matrices, which the
+// compiler unrolls: for a short series the factorisation would otherwise cost more than the
+// pass over the data.
+template <int Q, int MaxQ = Q>
+using MatQ = Eigen::Matrix<double, Q, Q, Eigen::ColMajor, MaxQ, MaxQ>;
+template <int Q, int MaxQ = Q>
+using VecQ = Eigen::Matrix<double, Q, 1, Eigen::ColMajor, MaxQ, 1>;
+// A vector of at most MaxQ entries whose length is known only at run time (the regressors
+// without the constant).
 template <int MaxQ>
-using MatQ = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::ColMajor, MaxQ, MaxQ>;
-template <int MaxQ>
-using VecQ = Eigen::Matrix<double, Eigen::Dynamic, 1, Eigen::ColMajor, MaxQ, 1>;
-constexpr int kSmallQ = 8;
+using VecUpTo = Eigen::Matrix<double, Eigen::Dynamic, 1, Eigen::ColMajor, MaxQ, 1>;
+constexpr int kSmallQ = 8, kFixedQ = 4;
 
 // Rows per block: a block of the design (256 KB) stays in the second-level cache while the
 // Gram kernel and the products with y read it.
@@ -166,11 +172,9 @@ KALIX_WIDE_CLONES void Fitted(const float* a, std::size_t rows, std::size_t p, d
 // in cache, so the data are read from memory once and [1 | A] is never formed. Rounding here
 // only shapes the preconditioner and the first iterate: the refinement's residuals are exact
 // to double.
-template <class T, int MaxQ>
-void FormNormal(const TDesign<T>& d, MatQ<MaxQ>& G, VecQ<MaxQ>& c) {
-  const auto p = static_cast<Eigen::Index>(d.p), off = d.Off(), q = d.Q();
-  G.setZero(q, q);
-  c.setZero(q);
+template <class T, int Q, int MaxQ>
+void FormNormalWide(const TDesign<T>& d, MatQ<Q, MaxQ>& G, VecQ<Q, MaxQ>& c) {
+  const auto p = static_cast<Eigen::Index>(d.p), off = d.Off();
   const std::size_t nb = std::min(BlockRows<T>(d.p), d.n);
   TMtxScratch blk, gb;
   TVecScratch zbuf;  // sqrt(w) and sqrt(w) * y of a block (ones and y without weights)
@@ -178,7 +182,7 @@ void FormNormal(const TDesign<T>& d, MatQ<MaxQ>& G, VecQ<MaxQ>& c) {
   T* z = zbuf->Span<T>().data();
   T* zy = z + nb;
   if (!d.w) std::fill_n(z, nb, T(1));
-  VecQ<MaxQ> su(p), sv(p);
+  VecUpTo<MaxQ> su(p), sv(p);
   for (std::size_t r0 = 0; r0 < d.n; r0 += nb) {
     const std::size_t rows = std::min(nb, d.n - r0);
     const T* y = d.y + r0;
@@ -208,36 +212,112 @@ void FormNormal(const TDesign<T>& d, MatQ<MaxQ>& G, VecQ<MaxQ>& c) {
     } else {
       std::copy_n(src, rows * d.p, b);
     }
-    if (d.p < kNarrow) {
-      // A few products per row: summed here in double, without the product's set-up.
-      double g[kNarrow * kNarrow] = {};
-      for (std::size_t i = 0; i < rows; ++i)
-        for (std::size_t j = 0; j < d.p; ++j)
-          for (std::size_t k = j; k < d.p; ++k)
-            g[j * kNarrow + k] += static_cast<double>(b[i * d.p + j]) * static_cast<double>(b[i * d.p + k]);
-      for (std::size_t j = 0; j < d.p; ++j)
-        for (std::size_t k = j; k < d.p; ++k)
-          G(off + static_cast<Eigen::Index>(j), off + static_cast<Eigen::Index>(k)) += g[j * kNarrow + k];
-    } else {
-      Mul(*gb, *blk, *blk, opTrans);
-      G.block(off, off, p, p) += Eigen::Map<const RowMatT<T>>(gb->Span<T>().data(), p, p).template cast<double>();
-    }
+    Mul(*gb, *blk, *blk, opTrans);
+    G.block(off, off, p, p) += Eigen::Map<const RowMatT<T>>(gb->Span<T>().data(), p, p).template cast<double>();
     su.setZero();
     sv.setZero();
     ColumnProducts(b, rows, d.p, y, z, su.data(), sv.data());
     c.segment(off, p) += su;
     if (d.constant) G.block(0, 1, 1, p) += sv.transpose();
   }
+}
+
+// The same for a narrow design (fewer than kNarrow regressors): each row's few products are
+// summed in double straight from the data in one pass, block by block, with neither a copy of
+// the block nor the product kernel's set-up, which only wide designs repay. Row m = sqrt(w) [1 | a].
+// A fixed Q and Off (1 with the constant, 0 without; -1: read from d) let the compiler unroll
+// a row's products and keep the sums in registers.
+template <class T, int Q, int MaxQ, int Off>
+void FormNormalNarrow(const TDesign<T>& d, MatQ<Q, MaxQ>& G, VecQ<Q, MaxQ>& c) {
+  constexpr std::size_t kQ = Q == Eigen::Dynamic ? kNarrow + 1 : static_cast<std::size_t>(Q);
+  const std::size_t q = Q == Eigen::Dynamic ? static_cast<std::size_t>(d.Q()) : static_cast<std::size_t>(Q);
+  const std::size_t off = Off >= 0 ? static_cast<std::size_t>(Off) : d.constant ? 1 : 0;
+  const std::size_t p = q - off, nb = BlockRows<T>(p);
+  // A fixed system sums the whole square (a row of it is a few vector lanes, so the sums stay
+  // in registers); the lower half is dropped below, as the triangle's own sums are the same.
+  const bool square = Q != Eigen::Dynamic;
+  const T *a = d.a, *y = d.y, *w = d.w;
+  for (std::size_t r0 = 0; r0 < d.n; r0 += nb) {
+    const std::size_t end = std::min(d.n, r0 + nb);
+    double g[kQ * kQ] = {}, cb[kQ] = {};
+    for (std::size_t i = r0; i < end; ++i) {
+      const double z = w ? std::sqrt(static_cast<double>(w[i])) : 1.0;
+      double m[kQ];
+      m[0] = z;
+      for (std::size_t j = off; j < q; ++j) m[j] = z * static_cast<double>(a[i * p + j - off]);
+      const double zy = z * static_cast<double>(y[i]);
+      for (std::size_t j = 0; j < q; ++j) {
+        cb[j] += m[j] * zy;
+        for (std::size_t k = square ? 0 : j; k < q; ++k) g[j * kQ + k] += m[j] * m[k];
+      }
+    }
+    for (std::size_t j = 0; j < q; ++j) {
+      const auto jj = static_cast<Eigen::Index>(j);
+      c(jj) += cb[j];
+      for (std::size_t k = j; k < q; ++k) G(jj, static_cast<Eigen::Index>(k)) += g[j * kQ + k];
+    }
+  }
+}
+
+template <class T, int Q, int MaxQ>
+void FormNormal(const TDesign<T>& d, MatQ<Q, MaxQ>& G, VecQ<Q, MaxQ>& c) {
+  const Eigen::Index q = d.Q();
+  G.setZero(q, q);
+  c.setZero(q);
+  if constexpr (Q != Eigen::Dynamic) {
+    static_assert(Q <= static_cast<int>(kNarrow), "a fixed-size system is always narrow");
+    if (d.constant)
+      FormNormalNarrow<T, Q, MaxQ, 1>(d, G, c);
+    else
+      FormNormalNarrow<T, Q, MaxQ, 0>(d, G, c);
+  } else {
+    if (d.p < kNarrow)
+      FormNormalNarrow<T, Q, MaxQ, -1>(d, G, c);
+    else
+      FormNormalWide<T, Q, MaxQ>(d, G, c);
+  }
   G.template triangularView<Eigen::StrictlyLower>() = G.transpose();
 }
 
 // h = M^T W (y - M x), the residual formed from the data in double; each block's sums are
 // added to the total (two-level summation).
-template <class T, int MaxQ>
-void NormalResidual(const TDesign<T>& d, const VecQ<MaxQ>& x, VecQ<MaxQ>& h) {
+// The same for a fixed number of unknowns, inline and unrolled, with Residual's arithmetic in
+// Residual's order (so both give the same digits).
+template <class T, int Q, int Off>
+void NarrowResidual(const TDesign<T>& d, const double* x, double* h) {
+  constexpr std::size_t P = Q - Off;
+  const double b0 = Off ? x[0] : 0.0;
+  const std::size_t nb = BlockRows<T>(P);
+  std::fill_n(h, Q, 0.0);
+  for (std::size_t r0 = 0; r0 < d.n; r0 += nb) {
+    const std::size_t end = std::min(d.n, r0 + nb);
+    double hb[Q] = {};
+    for (std::size_t i = r0; i < end; ++i) {
+      const T* row = d.a + i * P;
+      double f = 0.0;
+      for (std::size_t j = 0; j < P; ++j) f += x[Off + j] * static_cast<double>(row[j]);
+      double e = static_cast<double>(d.y[i]) - (b0 + f);
+      if (d.w) e *= static_cast<double>(d.w[i]);
+      for (std::size_t j = 0; j < P; ++j) hb[Off + j] += e * static_cast<double>(row[j]);
+      if constexpr (Off == 1) hb[0] += e;
+    }
+    for (std::size_t j = 0; j < static_cast<std::size_t>(Q); ++j) h[j] += hb[j];
+  }
+}
+
+template <class T, int Q, int MaxQ>
+void NormalResidual(const TDesign<T>& d, const VecQ<Q, MaxQ>& x, VecQ<Q, MaxQ>& h) {
+  if constexpr (Q != Eigen::Dynamic) {
+    h.setZero();
+    if (d.constant)
+      NarrowResidual<T, Q, 1>(d, x.data(), h.data());
+    else
+      NarrowResidual<T, Q, 0>(d, x.data(), h.data());
+    return;
+  }
   const auto p = static_cast<Eigen::Index>(d.p), off = d.Off();
   h.setZero(d.Q());
-  VecQ<MaxQ> hb(p);
+  VecUpTo<MaxQ> hb(p);
   const double b0 = d.constant ? x(0) : 0.0;
   const std::size_t nb = BlockRows<T>(d.p);
   for (std::size_t r0 = 0; r0 < d.n; r0 += nb) {
@@ -263,10 +343,33 @@ M UpperInverse(const M& U) {
       const Eigen::Index i = j - back;
       double acc = 0.0;
       for (Eigen::Index k = i + 1; k <= j; ++k) acc += U(i, k) * inv(k, j);
-      inv(i, j) = -acc / U(i, i);
+      inv(i, j) = -acc * inv(i, i);  // the reciprocal of U(i, i), formed at column i
     }
   }
   return inv;
+}
+
+// Upper Cholesky factor U (U^T U = A) of a matrix of a few rows, column by column (Golub and
+// Van Loan, Matrix Computations, 4th ed., algorithm 4.2.1); false unless A is positive definite.
+// With the size known at compile time the loops unroll: for a 4 x 4 system this costs a
+// fraction of the general factorisation's set-up.
+template <class M>
+bool SmallCholesky(const M& A, M& U) {
+  const Eigen::Index q = A.rows();
+  U.setZero(q, q);
+  for (Eigen::Index j = 0; j < q; ++j) {
+    double dj = A(j, j);
+    for (Eigen::Index k = 0; k < j; ++k) dj -= U(k, j) * U(k, j);
+    if (!(dj > 0.0)) return false;
+    U(j, j) = std::sqrt(dj);
+    const double r = 1.0 / U(j, j);
+    for (Eigen::Index i = j + 1; i < q; ++i) {
+      double sji = A(j, i);
+      for (Eigen::Index k = 0; k < j; ++k) sji -= U(k, j) * U(k, i);
+      U(j, i) = sji * r;
+    }
+  }
+  return true;
 }
 
 template <class M>
@@ -274,33 +377,40 @@ double Condition1(const M& U, const M& Uinv) {
   return U.cwiseAbs().colwise().sum().maxCoeff() * Uinv.cwiseAbs().colwise().sum().maxCoeff();
 }
 
-template <class T, int MaxQ>
+template <class T, int Q, int MaxQ>
 bool Solve(const TDesign<T>& d, TVec& B, TVec* YCalc, TMtx* V) {
   const Eigen::Index q = d.Q();
-  MatQ<MaxQ> G;
-  VecQ<MaxQ> c;
-  FormNormal<T, MaxQ>(d, G, c);
+  using Mat = MatQ<Q, MaxQ>;
+  using Vec = VecQ<Q, MaxQ>;
+  Mat G;
+  Vec c;
+  FormNormal<T, Q, MaxQ>(d, G, c);
   if (!G.allFinite() || !c.allFinite()) return false;
   // Equilibration: the condition of the scaled Gram matrix, not the regressors' units,
   // decides the path.
-  VecQ<MaxQ> s(q);
+  Vec s = Vec::Zero(q);
   for (Eigen::Index j = 0; j < q; ++j) {
     if (!(G(j, j) > 0.0)) return false;
     s(j) = 1.0 / std::sqrt(G(j, j));
   }
-  const MatQ<MaxQ> Gs = s.asDiagonal() * G * s.asDiagonal();
-  const Eigen::LLT<MatQ<MaxQ>, Eigen::Upper> llt(Gs);
-  if (llt.info() != Eigen::Success) return false;
-  const MatQ<MaxQ> U = llt.matrixU();
-  const MatQ<MaxQ> Uinv = UpperInverse(U);
+  const Mat Gs = s.asDiagonal() * G * s.asDiagonal();
+  Mat U;
+  if constexpr (Q != Eigen::Dynamic) {
+    if (!SmallCholesky(Gs, U)) return false;
+  } else {
+    const Eigen::LLT<Mat, Eigen::Upper> llt(Gs);
+    if (llt.info() != Eigen::Success) return false;
+    U = llt.matrixU();
+  }
+  const Mat Uinv = UpperInverse(U);
   const double kappa = Condition1(U, Uinv);
   if (!(kappa <= ConditionLimit<T>())) return false;
 
   // x = S U^-1 U^-T S rhs by the explicit inverse: for the few unknowns of a regression two
   // triangular products cost less than the solver's set-up, and the refinement absorbs the
   // difference in rounding.
-  auto solve = [&](const VecQ<MaxQ>& rhs) -> VecQ<MaxQ> {
-    VecQ<MaxQ> t(q), out(q);
+  auto solve = [&](const Vec& rhs) -> Vec {
+    Vec t = Vec::Zero(q), out = Vec::Zero(q);
     for (Eigen::Index i = 0; i < q; ++i) {
       double acc = 0.0;
       for (Eigen::Index k = 0; k <= i; ++k) acc += Uinv(k, i) * s(k) * rhs(k);
@@ -313,14 +423,14 @@ bool Solve(const TDesign<T>& d, TVec& B, TVec* YCalc, TMtx* V) {
     }
     return out;
   };
-  VecQ<MaxQ> x = solve(c), h;
+  Vec x = solve(c), h;
   // After a correction dx the error left is about kappa^2 u |dx|; stop once that is below the
   // data's resolution (compared in the equilibrated unknowns x / s).
   const double u = std::numeric_limits<T>::epsilon();
   for (int step = 0;; ++step) {
     if (step == kMaxSteps) return false;
-    NormalResidual<T, MaxQ>(d, x, h);
-    const VecQ<MaxQ> dx = solve(h);
+    NormalResidual<T, Q, MaxQ>(d, x, h);
+    const Vec dx = solve(h);
     x += dx;
     if (!x.allFinite()) return false;
     const double change = dx.cwiseQuotient(s).cwiseAbs().maxCoeff();
@@ -336,7 +446,7 @@ bool Solve(const TDesign<T>& d, TVec& B, TVec* YCalc, TMtx* V) {
     Fitted(d.a, d.n, d.p, d.constant ? x(0) : 0.0, x.data() + d.Off(), YCalc->Span<T>().data());
   }
   if (V) {
-    const MatQ<MaxQ> v = s.asDiagonal() * (Uinv * Uinv.transpose()) * s.asDiagonal();
+    const Mat v = s.asDiagonal() * (Uinv * Uinv.transpose()) * s.asDiagonal();
     V->Size(static_cast<int>(q), static_cast<int>(q), PrecisionOf<T>());
     auto out = V->Span<T>();
     for (Eigen::Index i = 0; i < q; ++i)
@@ -359,7 +469,14 @@ bool NormalEquationsSolve(const TVec& Y, const TMtx& A, const TVec* Weights, boo
     using T = typename decltype(t)::type;
     const TDesign<T> d{A.Span<T>().data(), Y.Span<T>().data(), Weights ? Weights->Span<T>().data() : nullptr,
                        static_cast<std::size_t>(A.Rows()), static_cast<std::size_t>(A.Cols()), Constant};
-    return q <= kSmallQ ? Solve<T, kSmallQ>(d, B, YCalc, V) : Solve<T, Eigen::Dynamic>(d, B, YCalc, V);
+    switch (q) {
+      case 2: return Solve<T, 2, 2>(d, B, YCalc, V);
+      case 3: return Solve<T, 3, 3>(d, B, YCalc, V);
+      case kFixedQ: return Solve<T, kFixedQ, kFixedQ>(d, B, YCalc, V);
+      default:
+        return q <= kSmallQ ? Solve<T, Eigen::Dynamic, kSmallQ>(d, B, YCalc, V)
+                            : Solve<T, Eigen::Dynamic, Eigen::Dynamic>(d, B, YCalc, V);
+    }
   });
 }
 
