@@ -49,14 +49,9 @@ TEST_P(PairwiseDistanceP, EveryMetricMatchesRAndIsSymmetric) {
     PairwiseDistance(Five(GetParam()), D, c.metric, c.p, c.givenCov ? &S : nullptr);
     ASSERT_EQ(D.Length(), 25);
     EXPECT_EQ(D.FloatPrecision(), GetParam());
-    EXPECT_CLOSE(c.d10, D(1, 0), tol);
-    EXPECT_CLOSE(c.d20, D(2, 0), tol);
-    EXPECT_CLOSE(c.d21, D(2, 1), tol);
-    EXPECT_CLOSE(c.d34, D(3, 4), tol);
-    for (int i = 0; i < 5; ++i) {
-      EXPECT_EQ(D(i, i), 0.0);
-      for (int j = 0; j < 5; ++j) EXPECT_EQ(D(i, j), D(j, i));
-    }
+    ExpectAllClose({c.d10, c.d20, c.d21, c.d34}, {D(1, 0), D(2, 0), D(2, 1), D(3, 4)}, tol);
+    for (int i = 0; i < 5; ++i)
+      for (int j = 0; j < 5; ++j) EXPECT_EQ(i == j ? 0.0 : D(j, i), D(i, j));
   }
 }
 
@@ -73,8 +68,7 @@ TEST_P(PairwiseDistanceP, TwoMatricesGiveTheCrossBlock) {
     PairwiseDistance(all, full, c.metric, c.p);
     PairwiseDistance(X, Y, cross, c.metric, c.p);
     ASSERT_EQ(cross.Rows() * 10 + cross.Cols(), 23);
-    for (int i = 0; i < 2; ++i)
-      for (int j = 0; j < 3; ++j) EXPECT_CLOSE(full(i, j + 2), cross(i, j), 1e-5);
+    ExpectAllClose({full(0, 2), full(0, 3), full(0, 4), full(1, 2), full(1, 3), full(1, 4)}, cross, 1e-5);
   }
 }
 

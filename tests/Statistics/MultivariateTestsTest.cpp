@@ -81,8 +81,6 @@ TEST_P(HotellingP, BoxMMatchesItsFormulasInR) {
   EXPECT_EQ(hRes, hrNan);
 }
 
-INSTANTIATE_TEST_SUITE_P(Precisions, HotellingP, testing::ValuesIn(kRealPrecisions), PrecisionName);
-
 TEST(HotellingT2, NaNDataAndBadAlphaAreQuiet) {
   TMtx A = ByColumns(kSetosa, 10);
   THypothesisResult hRes;
@@ -176,9 +174,7 @@ const TRotationCase kRotationCases[] = {
                             0.144357495482771, 0.609802986007867}},
 };
 
-class RotationP : public testing::TestWithParam<TMtxFloatPrecision> {};
-
-TEST_P(RotationP, OrthomaxFamilyMatchesR) {
+TEST_P(HotellingP, OrthomaxRotationsMatchR) {
   const double tol = GetParam() == Kalix::mvSingle ? 2e-5 : 1e-6;  // the references converge to ~1e-7
   for (const auto& c : kRotationCases) {
     SCOPED_TRACE(testing::Message() << c.method << " normalize " << c.normalize);
@@ -196,8 +192,6 @@ TEST_P(RotationP, OrthomaxFamilyMatchesR) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Precisions, RotationP, testing::ValuesIn(kRealPrecisions), PrecisionName);
-
 // R: X <- as.matrix(USArrests[1:8, ])
 TMtx Arrests() {
   return ByColumns({13.2, 10, 8.1, 8.8, 9, 7.9, 3.3, 5.9, 236, 263, 294, 190, 276, 204, 110, 238,
@@ -207,6 +201,8 @@ TMtx Arrests() {
 
 // R: m <- cmdscale(dist(X), k=2, eig=TRUE); m$points; m$eig; m$GOF
 //    m <- cmdscale(as.matrix(dist(X, "manhattan")), k=3, eig=TRUE) (non-Euclidean: negative eigenvalues)
+INSTANTIATE_TEST_SUITE_P(Precisions, HotellingP, testing::ValuesIn(kRealPrecisions), PrecisionName);
+
 TEST(ClassicalMDS, MatchesCmdscale) {
   TMtx D, X;
   TVec eig;
@@ -236,7 +232,7 @@ TEST(ClassicalMDS, MatchesCmdscale) {
 }
 
 TEST(ClassicalMDS, SinglePrecisionNaNAndMessages) {
-  TMtx D, X;
+  TMtx D, X, B, T;
   TVec eig;
   PairwiseDistance(ByColumns({0, 1, 2, 4, 7}, 5, Kalix::mvSingle), D);  // points on a line
   ClassicalMDS(D, X, eig, nullptr, 1);
@@ -248,6 +244,9 @@ TEST(ClassicalMDS, SinglePrecisionNaNAndMessages) {
   EXPECT_TRUE(std::isnan(X(0, 0)) && std::isnan(eig[4]));
   const TMtx C = ComplexMtx();
   EXPECT_RAISES(ClassicalMDS(C, X, eig, nullptr, 0), "ClassicalMDS: D.Complex = true");
+  EXPECT_RAISES(OrthoRotate(C, B, T, TRotationMethod(7), true, 0), "OrthoRotate: Loadings.Complex = true");
+  EXPECT_RAISES(OrthoRotate(Mtx({{1, 0}}), B, T, TRotationMethod(3), true, 0), "OrthoRotate: Method out of range");
+  EXPECT_RAISES(OrthoRotate(Mtx({{1, 0}}), B, T, rotVarimax, true, 0), "OrthoRotate: MaxIter < 1");
   EXPECT_RAISES(ClassicalMDS(Mtx({{0, 1}}), X, eig, nullptr, 0), "ClassicalMDS: D is not square");
   EXPECT_RAISES(ClassicalMDS(Mtx({{0, -1}, {2, 0}}), X, eig, nullptr, 2), "ClassicalMDS: (K < 1) or (K >= D.Rows)");
   EXPECT_RAISES(ClassicalMDS(Mtx({{0, -1, 1}, {2, 0, 1}, {1, 1, 0}}), X, eig), "ClassicalMDS: D is not symmetric");
@@ -288,12 +287,6 @@ TEST(PCAResiduals, MatchPrcompInBothModes) {
                 "PCAResiduals: (NumComp < 0) or (NumComp > Data.Cols)");
 }
 
-TEST(OrthoRotate, Messages) {
-  TMtx B, T;
-  EXPECT_RAISES(OrthoRotate(ComplexMtx(), B, T, TRotationMethod(7), true, 0), "OrthoRotate: Loadings.Complex = true");
-  EXPECT_RAISES(OrthoRotate(Mtx({{1, 0}}), B, T, TRotationMethod(3), true, 0), "OrthoRotate: Method out of range");
-  EXPECT_RAISES(OrthoRotate(Mtx({{1, 0}}), B, T, rotVarimax, true, 0), "OrthoRotate: MaxIter < 1");
-}
 
 // Distances, scaling and rotation from several threads at once give the single-threaded
 // numbers and leave no scratch borrowed.
