@@ -225,7 +225,7 @@ def reader():
     rc, out, err = run(["describe", "-", "--sep", "tab", "-c", "v", "--format", "json"], stdin=text.replace(";", "\t"))
     check(rc == 0 and json.loads(out)[0]["rows"][0]["n"] == 3, f"tab-separated {out} {err}")
     # Beyond the double range: signed infinities and an underflow, also without an exponent.
-    rc, out, err = run(["describe", "-", "--format", "csv"], stdin="x\n1e400\n-1e400\n1e-400\n" + "9" * 400 + "\n")
+    rc, out, err = run(["describe", "-", "--format", "csv"], stdin="x\n-1e400\n1e-400\n" + "9" * 400 + "\n")
     row = dict(zip(*list(csv.reader(io.StringIO(out))))) if rc == 0 else {}
     check((row.get("min"), row.get("median"), row.get("max")) == ("-Inf", "0", "Inf"), f"out of range {out} {err}")
     # csv output quotes what needs quoting, so it reads back as the same table.
