@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <iterator>
@@ -92,12 +93,10 @@ bool ParseNumber(std::string_view cell, double& value) {
   if (cell.front() == '+') cell.remove_prefix(1);
   const auto [end, ec] = std::from_chars(cell.data(), cell.data() + cell.size(), value);
   if (ec == std::errc::result_out_of_range) {
-    // Beyond the double range: the correctly signed infinity or an underflow to zero.
-    const bool huge = cell.find_first_of("eE") != std::string_view::npos &&
-                      cell[cell.find_first_of("eE") + 1] != '-';
-    const bool negative = cell.front() == '-';
-    value = huge ? (negative ? -HUGE_VAL : HUGE_VAL) : (negative ? -0.0 : 0.0);
-    return end == cell.data() + cell.size();
+    // Beyond the double range (rare): strtod gives the signed infinity or the underflow.
+    if (end != cell.data() + cell.size()) return false;
+    value = std::strtod(std::string(cell).c_str(), nullptr);
+    return true;
   }
   if (ec != std::errc()) return false;
   if (end != cell.data() + cell.size()) return false;

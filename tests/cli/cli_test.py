@@ -224,6 +224,10 @@ def reader():
     check([(r["group"], r["n"], r["mean"]) for r in rows] == [("a", 2, 2.0), ("b", 1, 2.0)], f"stdin {rows} {err}")
     rc, out, err = run(["describe", "-", "--sep", "tab", "-c", "v", "--format", "json"], stdin=text.replace(";", "\t"))
     check(rc == 0 and json.loads(out)[0]["rows"][0]["n"] == 3, f"tab-separated {out} {err}")
+    # Beyond the double range: signed infinities and an underflow, also without an exponent.
+    rc, out, err = run(["describe", "-", "--format", "csv"], stdin="x\n-1e400\n1e-400\n" + "9" * 400 + "\n")
+    row = dict(zip(*list(csv.reader(io.StringIO(out))))) if rc == 0 else {}
+    check((row.get("min"), row.get("median"), row.get("max")) == ("-Inf", "0", "Inf"), f"out of range {out} {err}")
     # csv output quotes what needs quoting, so it reads back as the same table.
     rc, out, _ = run(["describe", quoted, "-c", "3", "--format", "csv"])
     check(rc == 0 and list(csv.reader(io.StringIO(out)))[1][0] == 'va"lue', f"csv quoting {out}")
