@@ -178,14 +178,14 @@ HWY_AFTER_NAMESPACE();
 #if !(defined(KALIX_HAVE_HWY) && defined(__x86_64__)) || HWY_ONCE
 namespace Statistics::detail {
 
+#if defined(KALIX_HAVE_HWY) && defined(__x86_64__)
 namespace {
 
 enum class TVectorUnit { None, Avx2, Avx512 };
 
 // The widest of Highway's x86 targets this processor runs (AVX-512 needs F, VL, DQ and BW;
-// AVX2 comes with FMA, BMI2 and F16C).
+// for AVX2 it also uses FMA and BMI2; F16C, unused here, comes with them).
 TVectorUnit Unit() {
-#if defined(KALIX_HAVE_HWY) && defined(__x86_64__)
   static const TVectorUnit unit = [] {
     __builtin_cpu_init();
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
@@ -196,12 +196,10 @@ TVectorUnit Unit() {
     return TVectorUnit::None;
   }();
   return unit;
-#else
-  return TVectorUnit::None;
-#endif
 }
 
 }  // namespace
+#endif
 
 double WeibullLogLikeSum(std::span<const double> LnX, double a, double b) {
 #if defined(KALIX_HAVE_HWY) && defined(__x86_64__)

@@ -17,6 +17,7 @@
 #include <boost/math/special_functions/gamma.hpp>
 #include <boost/math/special_functions/log1p.hpp>
 #include <boost/math/special_functions/trigamma.hpp>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -282,6 +283,11 @@ T IncGammaInv(T a, T p, bool upper) {
 // law is so spread that, in double, the density is Df / (2|t|)-like, the CDF 1/2 at every
 // finite t and every quantile but the median infinite; these are written out (Boost's own
 // forms overflow or trip assertions there).
+// Closed forms for whole degrees of freedom (defined at the end of this file); false outside
+// the range where they are as accurate as the general routines.
+bool StudentCDFWholeDf(double t, double Df, double& P);
+bool StudentCDFInvWholeDf(double p, double Df, double& t);
+
 template <class T>
 bool ValidDf(T Df) {
   return Df > T(0);
@@ -306,6 +312,9 @@ template <class T>
 T StudentCDF(T t, T Df) {
   if (!ValidDf(Df)) return NaN<T>;
   if (Df < TinyDf<T> && Finite(t)) return T(0.5);
+  if constexpr (std::is_same_v<T, double>) {
+    if (double P; StudentCDFWholeDf(t, Df, P)) return P;
+  }
   return Cdf(bm::students_t_distribution<T, Pol>(Df), t, -Inf<T>, Inf<T>);
 }
 template <class T>
@@ -313,6 +322,9 @@ T StudentCDFInv(T p, T Df) {
   if (!ValidDf(Df)) return NaN<T>;
   if (!IsProb(p) || p == T(0) || p == T(1)) return Quantile(bm::normal_distribution<T, Pol>(), p, -Inf<T>, Inf<T>);
   if (Df < TinyDf<T>) return p < T(0.5) ? -Inf<T> : p > T(0.5) ? Inf<T> : T(0);
+  if constexpr (std::is_same_v<T, double>) {
+    if (double t; StudentCDFInvWholeDf(p, Df, t)) return t;
+  }
   if (p < FarTail<T> && Df < T(2 * kFarTailMaxShape)) {
     // P(T <= -t) = I_x(Df/2, 1/2) / 2 with x = Df / (Df + t^2).
     const double v = static_cast<double>(Df), u = LogBetaLowerInv(std::log(2.0 * static_cast<double>(p)), v / 2.0, 0.5);
@@ -870,5 +882,128 @@ double GeometricCDF(double k, double p) {
   if (k < 0) return 0.0;
   return -std::expm1((std::floor(k) + 1.0) * std::log1p(-p));
 }
+
+// ---------------------------------------------------------------- Student's t, whole df
+// For whole v the t law has closed forms (Abramowitz & Stegun 26.7.3-26.7.4): with
+// theta = atan(|t| / sqrt(v)), z = cos^2 theta and s = sin theta, the central probability
+// A = P(|T| <= |t|) is
+//   even v: s (1 + z/2 + 1.3/(2.4) z^2 + ... + 1.3...(v-3)/(2.4...(v-2)) z^(v/2-1)),
+//   odd v:  (2/pi) (theta + s cos theta (1 + 2/3 z + ... + 2.4...(v-3)/(1.3...(v-2)) z^((v-3)/2))),
+// a sum of positive terms, so A carries a few roundings. The lower tail (1 - A)/2 cancels, and
+// in the upper one 1/2 + A/2 rounds A's noise into steps against t, so both are used only
+// while 1 - A >= kMinComplement; the quantile, whose relative error is about
+// eps / (2 t f(t)) ~ eps / (2 v q) in the tail q, only while v q >= kMinQuantileTail and, as
+// A's roundings grow with the number of terms, q >= kMinQuantileP. Below
+// those, and above kMaxWholeDf (where the series grow long), the general routines serve.
+namespace {
+namespace Prob {
+
+constexpr int kMaxWholeDf = 64;
+constexpr double kMinComplement = 0.15;
+constexpr double kMinQuantileTail = 0.02, kMinQuantileP = 0.004;
+
+// v when Df is a whole number in 1 .. kMaxWholeDf, else 0.
+int WholeDf(double Df) {
+  return Df >= 1 && Df <= kMaxWholeDf && Df == std::floor(Df) ? static_cast<int>(Df) : 0;
+}
+
+// A(t) = P(|T| <= t) for t >= 0.
+double CentralProbability(double t, int v) {
+  const double den = v + t * t, z = v / den, s = t / std::sqrt(den);
+  double sum = 1, term = 1;
+  if (v % 2 == 0) {
+    for (int k = 1; k < v / 2; ++k) {
+      term *= z * (2 * k - 1) / (2 * k);
+      sum += term;
+    }
+    return s * sum;
+  }
+  if (v == 1) return std::atan(t) * (2 / PI);
+  for (int k = 1; k < (v - 1) / 2; ++k) {
+    term *= z * (2 * k) / (2 * k + 1);
+    sum += term;
+  }
+  return (std::atan(t / std::sqrt(static_cast<double>(v))) + s * std::sqrt(z) * sum) * (2 / PI);
+}
+
+// Gamma((v + 1) / 2) / (sqrt(v pi) Gamma(v / 2)), the density at 0, for v = 0 .. kMaxWholeDf
+// (from r(v) = Gamma((v + 1) / 2) / Gamma(v / 2), r(1) = 1 / sqrt(pi), r(2) = sqrt(pi) / 2 and
+// r(v) = r(v - 2) (v - 1) / (v - 2)).
+const std::array<double, kMaxWholeDf + 1>& DensityAtZero() {
+  static const std::array<double, kMaxWholeDf + 1> c = [] {
+    std::array<double, kMaxWholeDf + 1> out{};
+    long double r[kMaxWholeDf + 1] = {};
+    const long double pi = 3.141592653589793238462643383279502884L;
+    r[1] = 1 / std::sqrt(pi);
+    r[2] = std::sqrt(pi) / 2;
+    for (int v = 3; v <= kMaxWholeDf; ++v) r[v] = r[v - 2] * (v - 1) / (v - 2);
+    for (int v = 1; v <= kMaxWholeDf; ++v) out[static_cast<std::size_t>(v)] = static_cast<double>(r[v] / std::sqrt(v * pi));
+    return out;
+  }();
+  return c;
+}
+
+double DensityWholeDf(double t, int v) {
+  return DensityAtZero()[static_cast<std::size_t>(v)] * std::pow(1 + t * t / v, -(v + 1) / 2.0);
+}
+
+// Hill (1970), Algorithm 396, Communications of the ACM 13, 619-620: t > 0 with
+// P(|T| > t) = p2 (two-tailed p2 in (0, 1)), good to about 1e-5 relative for v >= 1.
+double HillQuantile(double p2, int v) {
+  const double n = v;
+  if (v == 1) return 1 / std::tan(p2 * (PI / 2));
+  if (v == 2) return std::sqrt(2 / (p2 * (2 - p2)) - 2);
+  const double a = 1 / (n - 0.5), b = 48 / (a * a);
+  double c = ((20700 * a / b - 98) * a - 16) * a + 96.36;
+  const double d = ((94.5 / (b + c) - 3) / b + 1) * std::sqrt(a * PI / 2) * n;
+  double y = std::pow(d * p2, 2 / n);
+  if (y > 0.05 + a) {
+    const double x = 1.4142135623730951 * bm::erfc_inv(p2, Pol());  // upper p2/2 normal quantile
+    y = x * x;
+    if (v < 5) c += 0.3 * (n - 4.5) * (x + 0.6);
+    c = (((0.05 * d * x - 5) * x - 7) * x - 2) * x + b + c;
+    y = (((((0.4 * y + 6.3) * y + 36) * y + 94.5) / c - y - 3) / b + 1) * x;
+    y = a * y * y;
+    y = y > 0.002 ? std::expm1(y) : 0.5 * y * y + y;
+  } else {
+    y = ((1 / (((n + 6) / (n * y) - 0.089 * d - 0.822) * (n + 2) * 3) + 0.5 / (n + 4)) * y - 1) * (n + 1) / (n + 2) +
+        1 / y;
+  }
+  return std::sqrt(n * y);
+}
+
+bool StudentCDFWholeDf(double t, double Df, double& P) {
+  const int v = WholeDf(Df);
+  if (v == 0 || !std::isfinite(t)) return false;
+  const double A = CentralProbability(std::fabs(t), v);
+  if (1 - A < kMinComplement) return false;
+  P = t < 0 ? 0.5 * (1 - A) : 0.5 + 0.5 * A;
+  return true;
+}
+
+// Hill's start, then Newton steps on A(t) = |2p - 1| (exact for p >= 1/4), whose derivative is
+// twice the density.
+bool StudentCDFInvWholeDf(double p, double Df, double& t) {
+  const int v = WholeDf(Df);
+  if (v == 0 || !(p > 0 && p < 1)) return false;
+  const double q = std::min(p, 1 - p);
+  if (v * q < kMinQuantileTail || q < kMinQuantileP) return false;
+  if (p == 0.5) {
+    t = 0;
+    return true;
+  }
+  const double target = p > 0.5 ? 2 * p - 1 : 1 - 2 * p;
+  double x = HillQuantile(2 * q, v);
+  for (int step = 0; step < 6; ++step) {
+    const double dx = (target - CentralProbability(x, v)) / (2 * DensityWholeDf(x, v));
+    x += dx;
+    if (std::fabs(dx) <= 1e-15 * x) break;
+  }
+  t = p > 0.5 ? x : -x;
+  return true;
+}
+
+}  // namespace Prob
+}  // namespace
 
 }  // namespace Kalix
