@@ -168,8 +168,8 @@ def test_schedulers_agree():
             for got, want in zip(run(), ref):
                 np.testing.assert_array_equal(got, want)
     distributed = pytest.importorskip("distributed")
-    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None) as cluster, \
-            distributed.Client(cluster):
+    cluster = distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None)
+    with cluster, distributed.Client(cluster):
         for got, want in zip(run(), ref):
             np.testing.assert_array_equal(got, want)
         assert kd.percentile(chunked(x[:, 0]), 0.3) == statistics.percentile(x[:, 0], 0.3)
