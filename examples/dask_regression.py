@@ -48,7 +48,8 @@ rows = [(f"b[{i}]", fit["coefficients"][i], b[i]) for i in range(3)]
 rows += [(f"se(b[{i}])", fit["std_errors"][i], se[i]) for i in range(3)]
 rows += [("R^2", fit["r2"], regress.r2(whole[:, 2], fitted))]
 rows += [(f"mean {c}", stats["mean"][j], mean_of(whole[:, j])) for j, c in enumerate(("x1", "x2", "y"))]
-rows += [(f"variance {c}", stats["variance"][j], statistics.covariance(whole[:, j])) for j, c in enumerate(("x1", "x2", "y"))]
+rows += [(f"variance {c}", stats["variance"][j], statistics.covariance(whole[:, j]))
+         for j, c in enumerate(("x1", "x2", "y"))]
 rows += [("covariance x1, y", cov[0, 2], statistics.covariance(whole)[0, 2])]
 rows += [("median y", median, statistics.percentile(whole[:, 2], 0.5))]
 for name, lazy, eager in rows:

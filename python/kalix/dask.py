@@ -117,9 +117,18 @@ def _added(partial, *data):
     return partial
 
 
+_SLAB_ROWS = 1 << 15
+
+
 def _moments_add(block):
-    # A strided column is copied by the binding, cheaper than transposing the block first.
-    return [_added(_partials.Moments(), block[:, j]) for j in range(block.shape[1])]
+    # Columns go to the partials strided (the binding copies them), a slab of rows at a time so
+    # that the slab stays in cache while its columns are read: twice as fast as whole columns.
+    parts, rows = [_partials.Moments() for _ in range(block.shape[1])], _SLAB_ROWS
+    for start in range(0, block.shape[0], rows):
+        slab = block[start:start + rows]
+        for j, p in enumerate(parts):
+            p.add(slab[:, j])
+    return parts
 
 
 def _moments_finish(dtype, parts):
@@ -408,15 +417,17 @@ def _census_add(block):
     return [_Census().add(block.reshape(-1))]
 
 
-_HIST, _PROBE, _COLLECT = 0, 1, 2
+_HIST, _PROBE, _COLLECT, _SPLIT = 0, 1, 2, 3
 
 
 def _spans_add(spans, block):
     """Per span (lo, hi, mode, bins): a histogram and the count below lo, only the counts and
-    range inside [lo, hi], or the values inside too."""
+    range inside [lo, hi], the values inside too, or (split) the count below zero."""
     v = block.reshape(-1)
     parts = []
     for lo, hi, mode, bins in spans:
+        if mode == _SPLIT:
+            lo, hi = 0.0, hi
         if mode == _HIST:
             parts.append(_added(_partials.Histogram(lo, hi, bins), v))
         parts.append(_Below(lo, hi, mode == _COLLECT).add(v))
@@ -451,7 +462,9 @@ def _order_statistics(x, ranks, lo0, hi0, bins, max_collect):
     greatest value inside: equal, they are the answer; else they are the tighter bracket. The
     collecting pass counts what lies below its bracket itself, so a miss is seen and widened."""
     def hist(lo, hi, count):
-        return (lo, hi, _HIST, bins, count) if lo < hi and math.isfinite(hi - lo) else (lo, hi, _COLLECT, 0, count)
+        if lo < hi and not math.isfinite(hi - lo):  # bins wider than the largest double: halve at 0
+            return (lo, hi, _SPLIT, 0, count)
+        return (lo, hi, _HIST, bins, count) if lo < hi else (lo, hi, _COLLECT, 0, count)
 
     state = {r: hist(lo0, hi0, math.inf) for r in ranks}
     found = {}
@@ -468,7 +481,9 @@ def _order_statistics(x, ranks, lo0, hi0, bins, max_collect):
             h, below = results[state[r][:4]]
             under, inside, least, most = int(below.s[3]), int(below.s[4]), float(below.s[5]), float(below.s[6])
             i = r - under
-            if mode != _HIST and not 0 <= i < inside:  # the histogram's bins and ours disagreed at an edge
+            if mode == _SPLIT:
+                state[r] = hist(lo, 0.0, math.inf) if r < under else hist(0.0, hi, math.inf)
+            elif mode != _HIST and not 0 <= i < inside:  # the histogram's bins and ours disagreed at an edge
                 state[r] = hist(lo0, lo, math.inf) if i < 0 else hist(hi, hi0, math.inf)
             elif mode == _COLLECT:
                 found[r] = float(np.partition(below.s[7:], i)[i]) if lo < hi else lo

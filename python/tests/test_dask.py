@@ -49,7 +49,8 @@ CASES = [(0.0, np.float64, True, False), (1e9, np.float64, True, True), (1e9, np
 
 
 @pytest.mark.parametrize("offset,dtype,two_d,empty", CASES)
-def test_moments_equal_the_in_memory_ones(offset, dtype, two_d, empty):
+def test_moments_equal_the_in_memory_ones(offset, dtype, two_d, empty, monkeypatch):
+    monkeypatch.setattr(kd, "_SLAB_ROWS", 7)  # chunks go to the partials in slabs of 7 rows and a rest
     x = (DATA + offset).astype(dtype)
     x = x if two_d else np.ascontiguousarray(x[:, 0])
     got = dask.compute(kd.moments(chunked(x, empty), axis=0 if two_d else None))[0]
@@ -121,11 +122,13 @@ def test_anova_by_group_labels():
 TIES = np.round(DATA[:, 0], 1)
 SPECIAL = np.concatenate([DATA[:, 0], [np.nan] * 7, [np.inf] * 3, [-np.inf] * 5])
 RNG.shuffle(SPECIAL)
-PCT_DATA = [TIES, SPECIAL, DATA[:, 0] + 1e9, DATA[:, 0].astype(np.float32), GROUPS, np.array([3.5]), np.array([2.0, -1.0])]
+HUGE = np.concatenate([DATA[:, 0], [-1.7e308, 1.7e308, 1e308]])  # a range wider than the largest double
+PCT_DATA = [TIES, SPECIAL, DATA[:, 0] + 1e9, DATA[:, 0].astype(np.float32), GROUPS, HUGE, np.array([3.5]),
+            np.array([2.0, -1.0])]
 P = np.array([0.0, 1e-9, 0.01, 0.25, 0.3, 0.5, 0.7, 0.999, 0.9999, 1.0, np.nan])
 
 
-@pytest.mark.parametrize("x", PCT_DATA, ids=["ties", "nan-inf", "offset", "float32", "int", "one", "two"])
+@pytest.mark.parametrize("x", PCT_DATA, ids=["ties", "nan-inf", "offset", "float32", "int", "huge", "one", "two"])
 @pytest.mark.parametrize("bins,max_collect", [(4096, 1 << 22), (8, 40)])
 def test_percentiles_are_exactly_the_in_memory_ones(x, bins, max_collect):
     d = da.from_array(x, chunks=max(1, len(x) // 16))
@@ -165,8 +168,8 @@ def test_schedulers_agree():
             for got, want in zip(run(), ref):
                 np.testing.assert_array_equal(got, want)
     distributed = pytest.importorskip("distributed")
-    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None) as cluster, \
-            distributed.Client(cluster):
+    cluster = distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None)
+    with cluster, distributed.Client(cluster):
         for got, want in zip(run(), ref):
             np.testing.assert_array_equal(got, want)
         assert kd.percentile(chunked(x[:, 0]), 0.3) == statistics.percentile(x[:, 0], 0.3)
