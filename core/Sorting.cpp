@@ -16,6 +16,7 @@
 #endif
 
 #include "Dispatch.h"
+#include "Scratch.h"
 #include "detail/Select.h"
 
 namespace Kalix {
@@ -303,17 +304,22 @@ void OrderStatPairSampled(std::span<const T> x, std::size_t k, T& kth, T& next) 
   }
   if (pos + delta < static_cast<double>(numbers))
     hi = detail::SelectKth(sample.data(), numbers, static_cast<std::size_t>(pos + delta));
-  // Expected inside count is about 2 * delta / m * n; allow four times that.
-  const std::size_t cap = std::min(n, static_cast<std::size_t>(8.0 * delta / static_cast<double>(m) * static_cast<double>(n)) + 64);
-  std::unique_ptr<T[]> mid(new T[cap]);
+  // Expected inside count is about 2 * delta / m * n, with a spread far below that; allow 1.5
+  // times (the scratch is cleared on every call, so a tighter cap is cheaper).
+  const std::size_t cap = std::min(n, static_cast<std::size_t>(3.0 * delta / static_cast<double>(m) * static_cast<double>(n)) + 64);
+  // Pooled scratch: a repeated call finds the pages already mapped rather than faulting
+  // thousands of fresh ones in.
+  TVecScratch midBuf;
+  midBuf->Size(static_cast<int>(cap), PrecisionOf<T>());
+  T* mid = midBuf->Span<T>().data();
   std::size_t below = 0, inside = 0;
-  if (!ClassifyPass(x, lo, hi, below, mid.get(), cap, inside) || k < below || k >= below + inside)
+  if (!ClassifyPass(x, lo, hi, below, mid, cap, inside) || k < below || k >= below + inside)
     return OrderStatPairByCopy(x, k, kth, next);
   const std::size_t r = k - below;
-  std::nth_element(mid.get(), mid.get() + r, mid.get() + inside);
+  std::nth_element(mid, mid + r, mid + inside);
   kth = mid[r];
   if (r + 1 < inside) {
-    next = detail::MinFrom(mid.get(), r + 1, inside);
+    next = detail::MinFrom(mid, r + 1, inside);
     return;
   }
   // The neighbour lies above the bracket: the smallest such number, or NaN if only NaNs do.
