@@ -384,7 +384,7 @@ void WriteProbPlotSvg(const TChartFiles& Files, const TProbPlot& P) {
 void WriteHistogramSvg(const TChartFiles& Files, const std::vector<double>& Data, const std::vector<double>& Edges,
                        const std::vector<int>& Counts, const std::string& Title) {
   if (!Files.Any() || Counts.empty() || Edges.size() != Counts.size() + 1) return;
-  double mu = NAN, sigma = NAN, total = 0;
+  double mu = 0, sigma = 0, total = 0;
   Statistics::NormalFit(TVec(Data), mu, sigma);
   std::vector<double> centres, heights, xs = Edges, ys{0.0};
   for (std::size_t b = 0; b < Counts.size(); ++b) {
@@ -479,7 +479,7 @@ std::vector<double> ColumnOf(const ResultTable& Table, const std::string& Name) 
     const Cell& cell = row.at(c);
     out.push_back(std::holds_alternative<double>(cell)         ? std::get<double>(cell)
                   : std::holds_alternative<std::int64_t>(cell) ? static_cast<double>(std::get<std::int64_t>(cell))
-                                                               : NAN);
+                                                               : std::numeric_limits<double>::quiet_NaN());
   }
   return out;
 }
