@@ -5,7 +5,8 @@ using namespace KalixFuzz;
 using namespace Statistics;
 
 namespace {
-void Test(TOutputs& o, double stat, THypothesisResult h, double signif, const TTwoElmReal& ci) {
+// By reference: read after the call that fills them, whatever order the arguments are evaluated in.
+void Test(TOutputs& o, double stat, const THypothesisResult& h, const double& signif, const TTwoElmReal& ci) {
   o.Num(stat), o.Num(h), o.Num(signif), o.Num(ci[0]), o.Num(ci[1]);
 }
 }  // namespace
