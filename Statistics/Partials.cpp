@@ -27,6 +27,7 @@ namespace {
 
 constexpr std::size_t kChunk = 2048;  // values per chunk summarised in two passes
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr std::size_t kCountBlock = std::size_t{1} << 30;  // values counted into int32 at a time
 
 // ---------------------------------------------------------------- univariate moments
 
@@ -167,18 +168,24 @@ TMomentsPartial::TMomentsPartial(std::span<const double> State) {
   m4_ = State[6];
 }
 
+template <class T>
+void TMomentsPartial::AddValues(std::span<const T> x) {
+  if (x.empty()) return;
+  if (n_ == 0) shift_ = FirstFinite(x);
+  const TMom b = TreeMoments(x.data(), x.size(), shift_);
+  const TMom r = MergeMom({n_, mean_, m2_, m3_, m4_}, b);
+  n_ = r.n, mean_ = r.mean, m2_ = r.m2, m3_ = r.m3, m4_ = r.m4;
+}
+
 void TMomentsPartial::Add(const TVec& X) {
   if (X.Complex()) ERaise("TMomentsPartial.Add: X.Complex");
-  if (X.IsEmpty()) return;
   WithPrecision(X, [&](auto t) {
     using T = typename decltype(t)::type;
-    const auto x = X.Span<T>();
-    if (n_ == 0) shift_ = FirstFinite(x);
-    const TMom b = TreeMoments(x.data(), x.size(), shift_);
-    const TMom r = MergeMom({n_, mean_, m2_, m3_, m4_}, b);
-    n_ = r.n, mean_ = r.mean, m2_ = r.m2, m3_ = r.m3, m4_ = r.m4;
+    AddValues<T>(X.Span<T>());
   });
 }
+void TMomentsPartial::Add(std::span<const double> X) { AddValues(X); }
+void TMomentsPartial::Add(std::span<const float> X) { AddValues(X); }
 
 void TMomentsPartial::Merge(const TMomentsPartial& Other) {
   if (Other.n_ == 0) return;
@@ -233,29 +240,42 @@ TComomentsPartial::TComomentsPartial(std::span<const double> State) {
   c_.assign(State.begin() + 3 + 2 * static_cast<std::ptrdiff_t>(p), State.end());
 }
 
+template <class T>
+void TComomentsPartial::AddRows(std::span<const T> x) {
+  const std::size_t p = static_cast<std::size_t>(p_), rows = x.size() / p;
+  if (rows == 0) return;
+  const Eigen::Index ip = p_;
+  if (n_ == 0)
+    for (std::size_t j = 0; j < p; ++j) shift_[j] = FirstFinite(x.subspan(j, 1));
+  const RowVecD K = Eigen::Map<const RowVecD>(shift_.data(), ip);
+  RowMat<double> buf;
+  const TCo b = TreeComoments(x.data(), rows, p, K, buf);
+  TCo a;
+  a.n = n_;
+  a.mean = Eigen::Map<const RowVecD>(mean_.data(), ip);
+  a.c = Eigen::Map<const RowMat<double>>(c_.data(), ip, ip);
+  MergeCoInto(a, b);
+  n_ = a.n;
+  Eigen::Map<RowVecD>(mean_.data(), ip) = a.mean;
+  Eigen::Map<RowMat<double>>(c_.data(), ip, ip) = a.c;
+}
+
 void TComomentsPartial::Add(const TMtx& X) {
   if (X.Complex()) ERaise("TComomentsPartial.Add: X.Complex");
   if (X.IsEmpty()) return;
   if (X.Cols() != p_) ERaise("TComomentsPartial.Add: X.Cols <> Cols");
-  const std::size_t p = static_cast<std::size_t>(p_), rows = static_cast<std::size_t>(X.Rows());
-  const Eigen::Index ip = p_;
   WithPrecision(X, [&](auto t) {
     using T = typename decltype(t)::type;
-    const auto x = X.Span<T>();
-    if (n_ == 0)
-      for (std::size_t j = 0; j < p; ++j) shift_[j] = FirstFinite(std::span<const T>(x.data() + j, 1));
-    const RowVecD K = Eigen::Map<const RowVecD>(shift_.data(), ip);
-    RowMat<double> buf;
-    const TCo b = TreeComoments(x.data(), rows, p, K, buf);
-    TCo a;
-    a.n = n_;
-    a.mean = Eigen::Map<const RowVecD>(mean_.data(), ip);
-    a.c = Eigen::Map<const RowMat<double>>(c_.data(), ip, ip);
-    MergeCoInto(a, b);
-    n_ = a.n;
-    Eigen::Map<RowVecD>(mean_.data(), ip) = a.mean;
-    Eigen::Map<RowMat<double>>(c_.data(), ip, ip) = a.c;
+    AddRows<T>(X.Span<T>());
   });
+}
+void TComomentsPartial::Add(std::span<const double> X) {
+  if (X.size() % static_cast<std::size_t>(p_)) ERaise("TComomentsPartial.Add: X.Length mod Cols <> 0");
+  AddRows(X);
+}
+void TComomentsPartial::Add(std::span<const float> X) {
+  if (X.size() % static_cast<std::size_t>(p_)) ERaise("TComomentsPartial.Add: X.Length mod Cols <> 0");
+  AddRows(X);
 }
 
 void TComomentsPartial::Merge(const TComomentsPartial& Other) {
@@ -334,31 +354,41 @@ THistogramPartial::THistogramPartial(std::span<const double> State) {
   counts_.assign(State.begin() + 4, State.end());
 }
 
-void THistogramPartial::Add(const TVec& Data) {
-  if (Data.Complex()) ERaise("THistogramPartial.Add: Data.Complex");
-  if (Data.IsEmpty()) return;
+template <class T>
+void THistogramPartial::Count(std::span<const T> x) {
+  if (x.empty()) return;
   TVecIntScratch counts;
   counts->Size(bins_, prInt32);
   counts->SetZero();
   auto c = counts->Span<std::int32_t>();
   const double inv = 1.0 / ((max_ - min_) / bins_);  // the reciprocal width Histogram uses
-  WithPrecision(Data, [&](auto t) {
-    using T = typename decltype(t)::type;
-    const auto x = Data.Span<T>();
+  for (std::size_t i0 = 0; i0 < x.size(); i0 += kCountBlock) {  // int32 counts cannot overflow
+    const auto xb = x.subspan(i0, std::min(kCountBlock, x.size() - i0));
     if constexpr (std::is_same_v<T, double>) {
-      HistogramCount_Idx(x, c, min_, max_, inv);
+      HistogramCount_Idx(xb, c, min_, max_, inv);
     } else if (FitsSingle(min_) && FitsSingle(max_) && FitsSingle(inv)) {
-      sHistogramCount_Idx(x, c, static_cast<float>(min_), static_cast<float>(max_), static_cast<float>(inv));
+      sHistogramCount_Idx(xb, c, static_cast<float>(min_), static_cast<float>(max_), static_cast<float>(inv));
     } else {
       TVecScratch wide;
-      wide->Size(Data.Length(), mvDouble);
+      wide->Size(static_cast<int>(xb.size()), mvDouble);
       auto w = wide->Span<double>();
-      for (std::size_t i = 0; i < x.size(); ++i) w[i] = static_cast<double>(x[i]);
+      for (std::size_t i = 0; i < xb.size(); ++i) w[i] = static_cast<double>(xb[i]);
       HistogramCount_Idx(std::as_const(*wide).Span<double>(), c, min_, max_, inv);
     }
-  });
-  for (std::size_t i = 0; i < counts_.size(); ++i) counts_[i] += c[i];
+    for (std::size_t i = 0; i < counts_.size(); ++i) counts_[i] += c[i];
+    std::fill(c.begin(), c.end(), 0);
+  }
 }
+
+void THistogramPartial::Add(const TVec& Data) {
+  if (Data.Complex()) ERaise("THistogramPartial.Add: Data.Complex");
+  WithPrecision(Data, [&](auto t) {
+    using T = typename decltype(t)::type;
+    Count<T>(Data.Span<T>());
+  });
+}
+void THistogramPartial::Add(std::span<const double> Data) { Count(Data); }
+void THistogramPartial::Add(std::span<const float> Data) { Count(Data); }
 
 void THistogramPartial::Merge(const THistogramPartial& Other) {
   if (Other.min_ != min_ || Other.max_ != max_ || Other.bins_ != bins_) ERaise("THistogramPartial.Merge: different bins");

@@ -26,6 +26,9 @@ class KALIX_EXPORT TMomentsPartial {
   explicit TMomentsPartial(std::span<const double> State);
   /// Adds the values of X (any length). Raises "TMomentsPartial.Add: X.Complex".
   void Add(const Kalix::TVec& X);
+  /// Adds values read in place from any memory (no alignment needed).
+  void Add(std::span<const double> X);
+  void Add(std::span<const float> X);
   /// Adds the summary of another partial (Chan, Golub & LeVeque; Pebay).
   void Merge(const TMomentsPartial& Other);
   /// The flat state (7 doubles).
@@ -37,6 +40,8 @@ class KALIX_EXPORT TMomentsPartial {
   void Finish(double& Mean, double& Variance, double& Skewness, double& Kurtosis) const;
 
  private:
+  template <class T>
+  void AddValues(std::span<const T> x);
   double n_ = 0, shift_ = 0, mean_ = 0, m2_ = 0, m3_ = 0, m4_ = 0;  // mean_ is less shift_
 };
 
@@ -51,6 +56,10 @@ class KALIX_EXPORT TComomentsPartial {
   /// Adds the rows of X. Raises "TComomentsPartial.Add: X.Complex", then
   /// "TComomentsPartial.Add: X.Cols <> Cols" (an empty X of any shape adds nothing).
   void Add(const Kalix::TMtx& X);
+  /// Adds row-major rows read in place from any memory. Raises "TComomentsPartial.Add:
+  /// X.Length mod Cols <> 0".
+  void Add(std::span<const double> X);
+  void Add(std::span<const float> X);
   /// Raises "TComomentsPartial.Merge: Other.Cols <> Cols".
   void Merge(const TComomentsPartial& Other);
   std::vector<double> State() const;
@@ -61,6 +70,8 @@ class KALIX_EXPORT TComomentsPartial {
   void Finish(Kalix::TVec& Mean, Kalix::TMtx& Covariance, Kalix::TMtx& Correlation) const;
 
  private:
+  template <class T>
+  void AddRows(std::span<const T> x);
   int p_ = 0;
   double n_ = 0;
   std::vector<double> shift_, mean_, c_;
@@ -78,6 +89,9 @@ class KALIX_EXPORT THistogramPartial {
   explicit THistogramPartial(std::span<const double> State);
   /// Raises "THistogramPartial.Add: Data.Complex".
   void Add(const Kalix::TVec& Data);
+  /// Counts values read in place from any memory.
+  void Add(std::span<const double> Data);
+  void Add(std::span<const float> Data);
   /// Raises "THistogramPartial.Merge: different bins" unless limits and NumBins are equal.
   void Merge(const THistogramPartial& Other);
   std::vector<double> State() const;
@@ -85,6 +99,8 @@ class KALIX_EXPORT THistogramPartial {
   void Finish(Kalix::TVec& Counts, Kalix::TVec& Edges) const;
 
  private:
+  template <class T>
+  void Count(std::span<const T> x);
   double min_, max_;
   int bins_;
   std::vector<double> counts_;

@@ -3,6 +3,7 @@
 // interpreter lock; merge and state are small and keep it, so merging into a partial that
 // other threads also merge into stays safe. One partial must not be added to from two
 // threads at once (distinct partials may).
+#include <span>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,28 @@ std::vector<double> StateArg(py::handle obj) {
   auto a = py::array_t<double, py::array::c_style | py::array::forcecast>::ensure(obj);
   if (!a || a.ndim() != 1) throw py::type_error("kalix: a partial's state must be a one-dimensional float64 array");
   return {a.data(), a.data() + a.size()};
+}
+
+// Adds a C-contiguous float64 / float32 array of ndim dimensions straight from NumPy's buffer
+// (no copy, any alignment: the partials read plain spans); returns false for anything else,
+// which then goes through the general conversions (copies, type errors).
+template <class P>
+bool AddInPlace(P& self, py::handle obj, int ndim, int cols) {
+  if (!py::isinstance<py::array>(obj)) return false;
+  const auto a = py::reinterpret_borrow<py::array>(obj);
+  if (a.ndim() != ndim || !(a.flags() & py::array::c_style)) return false;
+  if (ndim == 2 && a.shape(1) != cols && a.size() > 0) return false;  // the container path raises
+  const auto n = static_cast<std::size_t>(a.size());
+  if (a.dtype().is(py::dtype::of<double>())) {
+    const std::span<const double> x(static_cast<const double*>(a.data()), n);
+    Unlocked([&] { self.Add(x); });
+  } else if (a.dtype().is(py::dtype::of<float>())) {
+    const std::span<const float> x(static_cast<const float*>(a.data()), n);
+    Unlocked([&] { self.Add(x); });
+  } else {
+    return false;
+  }
+  return true;
 }
 
 // The methods every partial shares: merge (returning self), state, from_state and pickling.
@@ -56,6 +79,7 @@ void BindMoments(py::module_& m) {
       .def(
           "add",
           [](TMomentsPartial& self, py::handle x) {
+            if (AddInPlace(self, x, 1, 0)) return;
             InVec X = ArgVec(x, "x");
             Unlocked([&] { self.Add(X); });
           },
@@ -84,6 +108,7 @@ void BindComoments(py::module_& m) {
       .def(
           "add",
           [](TComomentsPartial& self, py::handle x) {
+            if (AddInPlace(self, x, 2, self.Cols())) return;
             InMtx X = ArgMtx(x, "x");
             Unlocked([&] { self.Add(X); });
           },
@@ -114,6 +139,7 @@ void BindHistogram(py::module_& m) {
       .def(
           "add",
           [](THistogramPartial& self, py::handle x) {
+            if (AddInPlace(self, x, 1, 0)) return;
             InVec X = ArgVec(x, "x");
             Unlocked([&] { self.Add(X); });
           },

@@ -218,6 +218,8 @@ TEST(Partials, Messages) {
   EXPECT_RAISES(c.Add(ComplexMtx()), "TComomentsPartial.Add: X.Complex");  // before the width
   EXPECT_RAISES(c.Add(Mtx({{1, 2, 3}})), "TComomentsPartial.Add: X.Cols <> Cols");
   EXPECT_RAISES(c.Merge(TComomentsPartial(3)), "TComomentsPartial.Merge: Other.Cols <> Cols");
+  const std::vector<double> three{1, 2, 3};
+  EXPECT_RAISES(c.Add(std::span<const double>(three)), "TComomentsPartial.Add: X.Length mod Cols <> 0");
   EXPECT_RAISES(TComomentsPartial{std::span<const double>(TMomentsPartial().State())},
                 "TComomentsPartial: State is not a comoments state");
   EXPECT_RAISES(THistogramPartial(kNaN, 1, 0), "THistogramPartial: NumBins <= 0");
