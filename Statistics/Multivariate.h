@@ -85,7 +85,8 @@ enum TRotationMethod : int { rotVarimax, rotQuartimax, rotEquamax };
 /// to unit length first and back after (Kaiser 1958). Iterates the polar update of the
 /// criterion's gradient (gamma <= 1) until no element of RotMtx moves by more than Tolerance, or
 /// gradient projection (equamax beyond two factors) until the projected gradient's norm is below
-/// it, at most MaxIter times (Jennrich 2001). Raises "OrthoRotate: Loadings.Complex = true",
+/// it, at most MaxIter times (Jennrich 2001). A non-finite loading gives NaN in both outputs.
+/// Raises "OrthoRotate: Loadings.Complex = true",
 /// "OrthoRotate: Method out of range", "OrthoRotate: MaxIter < 1".
 KALIX_EXPORT void OrthoRotate(const Kalix::TMtx& Loadings, Kalix::TMtx& Rotated, Kalix::TMtx& RotMtx,
                               TRotationMethod Method = rotVarimax, bool Normalize = true, int MaxIter = 1000,

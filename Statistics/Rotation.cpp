@@ -5,6 +5,7 @@
 // from T = I. The k x k algebra is done in double whatever the loadings' precision.
 
 #include <cmath>
+#include <limits>
 
 #include <Eigen/SVD>
 
@@ -95,7 +96,11 @@ void OrthoRotate(const TMtx& Loadings, TMtx& Rotated, TMtx& RotMtx, TRotationMet
     }
     const double gamma = Method == rotVarimax ? 1.0 : Method == rotQuartimax ? 0.0 : 0.5 * double(k);
     MatD Tm = MatD::Identity(k, k);
-    if (k > 0 && A.rows() > 0) {
+    // A non-finite loading leaves the criterion undefined: no rotation, NaN throughout (the
+    // SVD of a NaN matrix is not even reproducible from call to call).
+    if (!A.allFinite()) {
+      Tm.setConstant(std::numeric_limits<double>::quiet_NaN());
+    } else if (k > 0 && A.rows() > 0) {
       if (gamma <= 1)
         PolarIteration(A, gamma, MaxIter, Tolerance, Tm);
       else

@@ -192,6 +192,19 @@ TEST_P(HotellingP, OrthomaxRotationsMatchR) {
   }
 }
 
+// A non-finite loading (an infinite row normalises to NaN) gives NaN throughout, the same on
+// every call (the SVD of NaN once left the first call's RotMtx at zero).
+TEST_P(HotellingP, NonFiniteLoadingsGiveNaN) {
+  TMtx L(1, 4, GetParam()), B, T;
+  L.SetVal(-INFINITY);
+  for (int call = 0; call < 2; ++call) {
+    OrthoRotate(L, B, T, rotVarimax, true, 83);
+    ASSERT_EQ(T.Length(), 16);
+    for (int i = 0; i < T.Length(); ++i) EXPECT_TRUE(std::isnan(T.Values(i)));
+    for (int i = 0; i < B.Length(); ++i) EXPECT_TRUE(std::isnan(B.Values(i)));
+  }
+}
+
 // R: X <- as.matrix(USArrests[1:8, ])
 TMtx Arrests() {
   return ByColumns({13.2, 10, 8.1, 8.8, 9, 7.9, 3.3, 5.9, 236, 263, 294, 190, 276, 204, 110, 238,
