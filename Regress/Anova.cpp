@@ -15,12 +15,41 @@
 
 #include "Regress/Regress.h"
 #include "Regress/detail/IndexSum.h"
+#include "Regress/detail/OneWay.h"
 
 namespace Regress {
 
 using namespace Kalix;
 
+// The one-way F decision: no between-group spread gives F = 0, no within-group spread F = Inf.
+void detail::OneWayResult(double SSB, double SSW, double SST, double dfB, double dfW, double Alpha, double& p,
+                          TANOVA1Result& r) {
+  double F;
+  if (SSB == 0.0) {
+    F = 0.0;
+    p = 1.0;
+  } else if (SSW == 0.0) {
+    F = INF;
+    p = 0.0;
+  } else {
+    F = (dfW * SSB) / (dfB * SSW);
+    p = 1.0 - FCDF(F, dfB, dfW);
+  }
+  r.SS1 = SSB;
+  r.SS2 = SSW;
+  r.SSTotal = SST;
+  r.Deg1 = dfB;
+  r.Deg2 = dfW;
+  r.DegTotal = dfB + dfW;
+  r.MS1 = SSB / dfB;
+  r.MS2 = SSW / dfW;
+  r.FDist = F;
+  r.FCrit = FCDFInv(1.0 - Alpha, dfB, dfW);
+}
+
 namespace {
+
+using detail::OneWayResult;
 
 using detail::IndexSum;
 
@@ -67,32 +96,6 @@ T CentredSS(std::span<const T> x, T K, T m) {
   T s, ss;
   DevSums(x.data(), x.size(), K, m, s, ss);
   return ss - s * s / static_cast<T>(x.size());
-}
-
-// The one-way F decision: no between-group spread gives F = 0, no within-group spread F = Inf.
-void OneWayResult(double SSB, double SSW, double SST, double dfB, double dfW, double Alpha, double& p,
-                  TANOVA1Result& r) {
-  double F;
-  if (SSB == 0.0) {
-    F = 0.0;
-    p = 1.0;
-  } else if (SSW == 0.0) {
-    F = INF;
-    p = 0.0;
-  } else {
-    F = (dfW * SSB) / (dfB * SSW);
-    p = 1.0 - FCDF(F, dfB, dfW);
-  }
-  r.SS1 = SSB;
-  r.SS2 = SSW;
-  r.SSTotal = SST;
-  r.Deg1 = dfB;
-  r.Deg2 = dfW;
-  r.DegTotal = dfB + dfW;
-  r.MS1 = SSB / dfB;
-  r.MS2 = SSW / dfW;
-  r.FDist = F;
-  r.FCrit = FCDFInv(1.0 - Alpha, dfB, dfW);
 }
 
 // ---------------------------------------------------------------- ANOVA1, groups in columns

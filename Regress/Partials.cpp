@@ -15,6 +15,7 @@
 // ANOVA groups carry count, mean and M2 and merge by Chan, Golub & LeVeque (1979).
 
 #include "Regress/Partials.h"
+#include "Regress/detail/OneWay.h"
 
 #include <Eigen/Core>
 #include <Eigen/Householder>
@@ -325,28 +326,8 @@ TANOVA1Result TAnova1Partial::Finish(double& p, double Alpha) const {
   // are NaN; no between-group spread gives F = 0, no within-group spread F = Inf.
   if (missing || n == 0) ssb = ssw = kNaN;
   const double dfB = static_cast<double>(k) - 1.0, dfW = n - static_cast<double>(k);
-  double F;
-  if (ssb == 0.0) {
-    F = 0.0;
-    p = 1.0;
-  } else if (ssw == 0.0) {
-    F = INF;
-    p = 0.0;
-  } else {
-    F = (dfW * ssb) / (dfB * ssw);
-    p = 1.0 - FCDF(F, dfB, dfW);
-  }
   TANOVA1Result r;
-  r.SS1 = ssb;
-  r.SS2 = ssw;
-  r.SSTotal = sst;
-  r.Deg1 = dfB;
-  r.Deg2 = dfW;
-  r.DegTotal = dfB + dfW;
-  r.MS1 = ssb / dfB;
-  r.MS2 = ssw / dfW;
-  r.FDist = F;
-  r.FCrit = FCDFInv(1.0 - Alpha, dfB, dfW);
+  detail::OneWayResult(ssb, ssw, sst, dfB, dfW, Alpha, p, r);
   return r;
 }
 
