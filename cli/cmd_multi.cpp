@@ -193,8 +193,8 @@ void AddCapabilityCommand(CLI::App& app, Common& common) {
   auto* sub = app.add_subcommand("capability", "Process capability Cp, Cpk with intervals");
   auto options = std::make_shared<CapabilityOptions>();
   AddCommonOptions(*sub, common, kWithGroup);
-  sub->add_option("--lsl", options->lsl, "Lower specification limit");
-  sub->add_option("--usl", options->usl, "Upper specification limit");
+  sub->add_option("--lsl", options->lsl, "Lower tolerance limit");
+  sub->add_option("--usl", options->usl, "Upper tolerance limit");
   sub->add_option("--alpha", options->alpha, "1 - confidence level of the intervals")->capture_default_str();
   sub->callback([&common, options] { RunCapability(common, *options); });
 }

@@ -75,7 +75,7 @@ std::vector<Cell> RowOf(const std::string& test, const std::string& data, const 
 }
 
 // A test of one or two samples: how many, whether rows must stay matched, and the call.
-struct Spec {
+struct TestEntry {
   std::string title;
   std::size_t samples;
   bool matched;
@@ -88,10 +88,10 @@ double NeedSigma(const TestOptions& o, const char* test) {
   return o.sigma;
 }
 
-const std::map<std::string, Spec>& Tests() {
+const std::map<std::string, TestEntry>& Tests() {
   using V = std::vector<Kalix::TVec>;
   using Statistics::THypothesisType;
-  static const std::map<std::string, Spec> tests{
+  static const std::map<std::string, TestEntry> tests{
       {"t", {"One-sample t test", 1, false, 2, [](const V& x, const TestOptions& o, THypothesisType ht) {
                Outcome r;
                r.statistic = Statistics::tTest(x[0], o.mu, r.h, r.p, r.ci, ht, o.alpha);
@@ -255,22 +255,22 @@ void Run(const Common& common, const TestOptions& o) {
       if (it == tests.end())
         throw CliError(fmt::format("test: unknown test \"{}\" (t, welch, z, sign, wilcoxon, mann-whitney, spearman, "
                                    "kendall, f, chisq, grubbs, bartlett, normality)", o.kind));
-      const Spec& spec = it->second;
-      if (spec.samples == 1 && !common.group.empty()) {
+      const TestEntry& entry = it->second;
+      if (entry.samples == 1 && !common.group.empty()) {
         const int c = ExactColumns(table, common, 1, "test")[0];
         for (const auto& [group, values] : SplitByGroup(table, common, c)) {
           const std::string label = table.names[static_cast<std::size_t>(c)] + " [" + group + "]";
-          NeedValues(values.size(), spec.least, "test " + o.kind, label);
-          result.rows.push_back(RowOf(spec.title, label, spec.run({ToVec(values)}, o, ht)));
+          NeedValues(values.size(), entry.least, "test " + o.kind, label);
+          result.rows.push_back(RowOf(entry.title, label, entry.run({ToVec(values)}, o, ht)));
         }
       } else {
-        Samples s = Gather(table, common, spec.samples, spec.matched);
+        Samples s = Gather(table, common, entry.samples, entry.matched);
         std::vector<Kalix::TVec> x;
         for (const auto& d : s.data) {
-          NeedValues(d.size(), spec.least, "test " + o.kind, s.label);
+          NeedValues(d.size(), entry.least, "test " + o.kind, s.label);
           x.push_back(ToVec(d));
         }
-        result.rows.push_back(RowOf(spec.title, s.label, spec.run(x, o, ht)));
+        result.rows.push_back(RowOf(entry.title, s.label, entry.run(x, o, ht)));
       }
     }
   }

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/Pieces.h"
 #include "support/TestSupport.h"
 
 namespace {
@@ -18,19 +19,6 @@ using namespace Regress;
 using Kalix::mvDouble;
 using Kalix::mvSingle;
 using Kalix::TMtxFloatPrecision;
-
-// Piece boundaries of 0..n: k pieces of uneven lengths plus an empty one.
-std::vector<std::pair<int, int>> Pieces(int n, int k) {
-  std::vector<std::pair<int, int>> out;
-  int start = 0;
-  for (int i = 0; i < k; ++i) {
-    const int end = i + 1 == k ? n : start + (n - start) * (i % 3 + 1) / (k - i + 2);
-    out.emplace_back(start, end - start);
-    if (i == k / 2) out.emplace_back(start, 0);
-    start = end;
-  }
-  return out;
-}
 
 // Rows [s.first, s.first + s.second) of y and A, in precision p.
 std::pair<TVec, TMtx> RowsOf(const TVec& y, const TMtx& A, std::pair<int, int> s, TMtxFloatPrecision p) {

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/Pieces.h"
 #include "support/TestSupport.h"
 
 namespace {
@@ -17,19 +18,6 @@ using Kalix::mvSingle;
 using Kalix::TMtxFloatPrecision;
 
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-// Piece boundaries of 0..n: k pieces of uneven lengths plus an empty one.
-std::vector<std::pair<int, int>> Pieces(int n, int k) {
-  std::vector<std::pair<int, int>> out;
-  int start = 0;
-  for (int i = 0; i < k; ++i) {
-    const int end = i + 1 == k ? n : start + (n - start) * (i % 3 + 1) / (k - i + 2);
-    out.emplace_back(start, end - start);
-    if (i == k / 2) out.emplace_back(start, 0);
-    start = end;
-  }
-  return out;
-}
 
 std::vector<double> Slice(const std::vector<double>& x, std::pair<int, int> s, int cols = 1) {
   return {x.begin() + s.first * cols, x.begin() + (s.first + s.second) * cols};
