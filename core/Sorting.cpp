@@ -178,34 +178,50 @@ double SampleJitter(std::size_t j) {
 // The same pass on AVX-512: eight (sixteen) lanes per step, and the inside values packed by
 // the compress instruction, so the loop has no data-dependent branch at all. Returns how many
 // leading values it classified (a multiple of the lane count, or fewer when cap ran out).
-__attribute__((target("avx512f,popcnt"))) std::size_t ClassifyWide(const double* x, std::size_t n, double lo,
-                                                                    double hi, std::size_t& below, double* mid,
-                                                                    std::size_t cap, std::size_t& inside) {
-  const __m512d vlo = _mm512_set1_pd(lo), vhi = _mm512_set1_pd(hi);
-  std::size_t i = 0, b = 0, c = 0;
-  for (; i + 8 <= n && c + 8 <= cap; i += 8) {
-    const __m512d v = _mm512_loadu_pd(x + i);
-    const __mmask8 lt = _mm512_cmp_pd_mask(v, vlo, _CMP_LT_OQ);
-    const __mmask8 in = _mm512_mask_cmp_pd_mask(_mm512_cmp_pd_mask(v, vlo, _CMP_GE_OQ), v, vhi, _CMP_LE_OQ);
-    _mm512_storeu_pd(mid + c, _mm512_maskz_compress_pd(in, v));
-    b += static_cast<std::size_t>(__builtin_popcount(lt));
-    c += static_cast<std::size_t>(__builtin_popcount(in));
+// The AVX-512 operations of the pass for one element type.
+template <class T>
+struct TWide;
+template <>
+struct TWide<double> {
+  using V = __m512d;
+  static constexpr std::size_t kLanes = 8;
+  [[gnu::target("avx512f")]] static V Set(double a) { return _mm512_set1_pd(a); }
+  [[gnu::target("avx512f")]] static V Load(const double* p) { return _mm512_loadu_pd(p); }
+  [[gnu::target("avx512f")]] static __mmask8 Below(V v, V lo) { return _mm512_cmp_pd_mask(v, lo, _CMP_LT_OQ); }
+  [[gnu::target("avx512f")]] static __mmask8 Inside(V v, V lo, V hi) {
+    return _mm512_mask_cmp_pd_mask(_mm512_cmp_pd_mask(v, lo, _CMP_GE_OQ), v, hi, _CMP_LE_OQ);
   }
-  below = b;
-  inside = c;
-  return i;
-}
-__attribute__((target("avx512f,popcnt"))) std::size_t ClassifyWide(const float* x, std::size_t n, float lo, float hi,
-                                                                    std::size_t& below, float* mid, std::size_t cap,
+  [[gnu::target("avx512f")]] static void Pack(double* p, __mmask8 m, V v) {
+    _mm512_storeu_pd(p, _mm512_maskz_compress_pd(m, v));
+  }
+};
+template <>
+struct TWide<float> {
+  using V = __m512;
+  static constexpr std::size_t kLanes = 16;
+  [[gnu::target("avx512f")]] static V Set(float a) { return _mm512_set1_ps(a); }
+  [[gnu::target("avx512f")]] static V Load(const float* p) { return _mm512_loadu_ps(p); }
+  [[gnu::target("avx512f")]] static __mmask16 Below(V v, V lo) { return _mm512_cmp_ps_mask(v, lo, _CMP_LT_OQ); }
+  [[gnu::target("avx512f")]] static __mmask16 Inside(V v, V lo, V hi) {
+    return _mm512_mask_cmp_ps_mask(_mm512_cmp_ps_mask(v, lo, _CMP_GE_OQ), v, hi, _CMP_LE_OQ);
+  }
+  [[gnu::target("avx512f")]] static void Pack(float* p, __mmask16 m, V v) {
+    _mm512_storeu_ps(p, _mm512_maskz_compress_ps(m, v));
+  }
+};
+
+template <class T>
+__attribute__((target("avx512f,popcnt"))) std::size_t ClassifyWide(const T* x, std::size_t n, T lo, T hi,
+                                                                    std::size_t& below, T* mid, std::size_t cap,
                                                                     std::size_t& inside) {
-  const __m512 vlo = _mm512_set1_ps(lo), vhi = _mm512_set1_ps(hi);
+  using W = TWide<T>;
+  const typename W::V vlo = W::Set(lo), vhi = W::Set(hi);
   std::size_t i = 0, b = 0, c = 0;
-  for (; i + 16 <= n && c + 16 <= cap; i += 16) {
-    const __m512 v = _mm512_loadu_ps(x + i);
-    const __mmask16 lt = _mm512_cmp_ps_mask(v, vlo, _CMP_LT_OQ);
-    const __mmask16 in = _mm512_mask_cmp_ps_mask(_mm512_cmp_ps_mask(v, vlo, _CMP_GE_OQ), v, vhi, _CMP_LE_OQ);
-    _mm512_storeu_ps(mid + c, _mm512_maskz_compress_ps(in, v));
-    b += static_cast<std::size_t>(__builtin_popcount(lt));
+  for (; i + W::kLanes <= n && c + W::kLanes <= cap; i += W::kLanes) {
+    const typename W::V v = W::Load(x + i);
+    const auto in = W::Inside(v, vlo, vhi);
+    W::Pack(mid + c, in, v);
+    b += static_cast<std::size_t>(__builtin_popcount(W::Below(v, vlo)));
     c += static_cast<std::size_t>(__builtin_popcount(in));
   }
   below = b;
