@@ -3,6 +3,7 @@
 // 5.1.3, 5.1.4 and 5.2).
 
 #include <Eigen/Dense>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -73,7 +74,8 @@ bool HannanRissanen(cspan xc, std::size_t p, std::size_t q, std::size_t m, std::
       z[t] = s;
     }
   }
-  const std::size_t k = p + q, t0 = q > 0 ? m + q : p;
+  // The first row needs p lagged values and, with q > 0, q residuals of the long autoregression.
+  const std::size_t k = p + q, t0 = q > 0 ? std::max(p, m + q) : p;
   Eigen::MatrixXd XtX = Eigen::MatrixXd::Zero(static_cast<Eigen::Index>(k), static_cast<Eigen::Index>(k));
   Eigen::VectorXd Xty = Eigen::VectorXd::Zero(static_cast<Eigen::Index>(k));
   std::vector<double> row(k);
@@ -301,7 +303,7 @@ void ARMAHannanRissanenFit(const TVec& Data, TVec& Phi, TVec& Theta, double& Var
   if (p + q == 0) ERaise("ARMAHannanRissanenFit: Phi.Length + Theta.Length = 0");
   const auto n = static_cast<std::size_t>(Data.Length());
   const std::size_t m = ARLongOrder < 1 ? DefaultLongOrder(n, p, q) : static_cast<std::size_t>(ARLongOrder);
-  const std::size_t used = q > 0 ? m + q : p;
+  const std::size_t used = q > 0 ? std::max(p, m + q) : p;
   if (n <= used || n - used <= p + q)
     ERaise("ARMAHannanRissanenFit: Data.Length - ARLongOrder - Theta.Length <= Phi.Length + Theta.Length");
   const auto x = detail::ToDoubles(Data);

@@ -225,6 +225,13 @@ TEST(ARMA, MessagesInOrder) {
   EXPECT_RAISES(ARMAHannanRissanenFit(lake, p1, t1, v, 95),
                 "ARMAHannanRissanenFit: Data.Length - ARLongOrder - Theta.Length <= Phi.Length + Theta.Length");
   EXPECT_RAISES(ARMAHannanRissanenFit(flat, p1, t1, v), "ARMAHannanRissanenFit: Data is constant");
+  // An AR part longer than the long autoregression: the regression starts after the p lags.
+  TVec p6(6), t1b(1);
+  EXPECT_RAISES(ARMAHannanRissanenFit(Vec({1, 3, 2, 5, 4, 6, 5, 8, 7, 9, 8, 11}), p6, t1b, v, 2),
+                "ARMAHannanRissanenFit: Data.Length - ARLongOrder - Theta.Length <= Phi.Length + Theta.Length");
+  ARMAHannanRissanenFit(lake, p6, t1b, v, 2);
+  for (int i = 0; i < 6; ++i) EXPECT_TRUE(std::isfinite(p6[i])) << i;
+  EXPECT_GT(v, 0.0);
   EXPECT_RAISES(ARMAMLFit(ComplexVec(), p1, t1, mu, v), "ARMAMLFit: Data.Complex = true");
   EXPECT_RAISES(ARMAMLFit(Vec({1, 2, 3}), p1, t1, mu, v), "ARMAMLFit: Data.Length <= Phi.Length + Theta.Length + 1");
   EXPECT_RAISES(ARMAMLFit(flat, p1, t1, mu, v), "ARMAMLFit: Data is constant");
