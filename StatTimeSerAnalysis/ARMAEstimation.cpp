@@ -109,7 +109,8 @@ bool HannanRissanen(cspan xc, std::size_t p, std::size_t q, std::size_t m, std::
 }
 
 std::size_t DefaultLongOrder(std::size_t n, std::size_t p, std::size_t q) {
-  const auto byLength = static_cast<std::size_t>(std::ceil(10 * std::log10(static_cast<double>(n))));
+  // An empty series has no length-based order (log10 0 is -inf); the length check refuses it later.
+  const auto byLength = n < 2 ? 0 : static_cast<std::size_t>(std::ceil(10 * std::log10(static_cast<double>(n))));
   return std::max(byLength, 2 * std::max(p, q));
 }
 

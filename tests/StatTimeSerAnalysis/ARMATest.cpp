@@ -222,8 +222,9 @@ TEST(ARMA, MessagesInOrder) {
   EXPECT_RAISES(ARMAInnovationsFit(flat, p1, t1, v), "ARMAInnovationsFit: Data is constant");
   EXPECT_RAISES(ARMAHannanRissanenFit(ComplexVec(), none, none, v), "ARMAHannanRissanenFit: Data.Complex = true");
   EXPECT_RAISES(ARMAHannanRissanenFit(lake, none, none, v), "ARMAHannanRissanenFit: Phi.Length + Theta.Length = 0");
-  EXPECT_RAISES(ARMAHannanRissanenFit(lake, p1, t1, v, 95),
-                "ARMAHannanRissanenFit: Data.Length - ARLongOrder - Theta.Length <= Phi.Length + Theta.Length");
+  for (const auto& [d, order] : {std::pair{lake, 95}, {TVec(), 0}})  // an empty series has no default order
+    EXPECT_RAISES(ARMAHannanRissanenFit(d, p1, t1, v, order),
+                  "ARMAHannanRissanenFit: Data.Length - ARLongOrder - Theta.Length <= Phi.Length + Theta.Length");
   EXPECT_RAISES(ARMAHannanRissanenFit(flat, p1, t1, v), "ARMAHannanRissanenFit: Data is constant");
   // An AR part longer than the long autoregression: the regression starts after the p lags.
   TVec p6(6), t1b(1);
