@@ -222,7 +222,7 @@ TEST(ARMA, MessagesInOrder) {
   EXPECT_RAISES(ARMAInnovationsFit(flat, p1, t1, v), "ARMAInnovationsFit: Data is constant");
   EXPECT_RAISES(ARMAHannanRissanenFit(ComplexVec(), none, none, v), "ARMAHannanRissanenFit: Data.Complex = true");
   EXPECT_RAISES(ARMAHannanRissanenFit(lake, none, none, v), "ARMAHannanRissanenFit: Phi.Length + Theta.Length = 0");
-  for (const auto& [d, order] : {std::pair{lake, 95}, {TVec(), 0}})  // an empty series has no default order
+  for (const auto& [d, order] : {std::pair{lake, 95}, std::pair{TVec(), 0}})  // an empty series has no default order
     EXPECT_RAISES(ARMAHannanRissanenFit(d, p1, t1, v, order),
                   "ARMAHannanRissanenFit: Data.Length - ARLongOrder - Theta.Length <= Phi.Length + Theta.Length");
   EXPECT_RAISES(ARMAHannanRissanenFit(flat, p1, t1, v), "ARMAHannanRissanenFit: Data is constant");
