@@ -463,6 +463,7 @@ int Marquardt(const TResidualProc& Fun, const TJacobianProc& Jac, std::span<doub
   FMin = ss;
   if (!std::isfinite(ss)) {
     StopReason = optBadStart;
+    if (InvHessian) WriteMatrix(MatrixXd::Constant(n, n, kNaN), *InvHessian, FloatPrecision);
     return 0;
   }
   TLMFunctor f(Fun, Jac, consts, ObjConsts, FloatPrecision, r0.Length(), n);

@@ -33,7 +33,8 @@ using TJacobianProc =
 /// or no further progress is possible at machine precision; optMaxIterReached; optBadStart (Pars
 /// kept) when a residual at the start is not finite; optNaNObjective when the Jacobian is not
 /// finite; optNotStarted when MaxIter = 0. InvHessian, when given, gets (J^T J)^-1 at the
-/// minimiser (NaN when J with unit-length columns has a condition beyond about 1e9). Raises "Marquardt: Pars is empty", "Marquardt:
+/// minimiser (NaN when J with unit-length columns has a condition beyond about 1e9, or after a bad
+/// start). Raises "Marquardt: Pars is empty", "Marquardt:
 /// MaxIter < 0", "Marquardt: Tolerance < 0", "Marquardt: fewer residuals than parameters".
 KALIX_EXPORT int Marquardt(const TResidualProc& Fun, const TJacobianProc& Jac, std::span<double> Pars,
                            std::span<const double> Consts, TObjConsts ObjConsts, double& FMin,

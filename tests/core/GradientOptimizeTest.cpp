@@ -116,7 +116,7 @@ TEST(GradientOptimisers, StopReasons) {
     r = Minimise(w, {-1.2, 1}, 2);
     EXPECT_TRUE(r.reason == optMaxIterReached && r.iters == 2 && r.fmin < 24.2);
     r = Minimise(w, {NAN, 1});
-    EXPECT_TRUE(r.reason == optBadStart && std::isnan(r.x[0]));
+    EXPECT_TRUE(r.reason == optBadStart && std::isnan(r.x[0]) && r.invH.Rows() == 2 && std::isnan(r.invH(1, 1)));
   }
   // A residual that turns NaN beyond x = 2 is a failed step, not a result: the fit backs off.
   std::vector<double> x{0.0};
