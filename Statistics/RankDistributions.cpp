@@ -88,6 +88,20 @@ int WordsFor(double bits) {
   return std::min(kWords<W>, static_cast<int>(std::ceil(bits / 64.0)) + 1);
 }
 
+// count / C(m + n, m), or 1 minus it when `lower` is false. C(m + n, m) from its logarithm
+// is not exact enough: it is (n + 1) ... (n + m) / m!, two independent chains of products
+// (rounded to 64 bits each step; below 1e4932 for every size the counts serve) and one
+// division.
+double CountShare(long double count, std::size_t m, std::size_t n, bool lower) {
+  long double num = 1.0L, den = 1.0L;
+  for (std::size_t i = 1; i <= m; ++i) {
+    num *= static_cast<long double>(n + i);
+    den *= static_cast<long double>(i);
+  }
+  const long double r = count * den / num;
+  return static_cast<double>(lower ? r : 1.0L - r);
+}
+
 // Exact frequencies of U = 0 .. T (T <= mn / 2) for sizes m <= n; returns P(U <= T), or
 // P(U > T) when `lower` is false.
 template <class W>
@@ -112,11 +126,7 @@ double TailRatio(std::size_t m, std::size_t n, std::size_t T, bool lower) {
   }
   W sum{};
   for (std::size_t t = 0; t <= T; ++t) Add(sum, p[t], kWords<W>);
-  // C(m + n, m) in long double from its logarithm is not exact enough; build it as m ratios.
-  long double total = 1.0L;
-  for (std::size_t i = 1; i <= m; ++i) total = total * static_cast<long double>(n + i) / static_cast<long double>(i);
-  const long double r = ToLong(sum) / total;
-  return static_cast<double>(lower ? r : 1.0L - r);
+  return CountShare(ToLong(sum), m, n, lower);
 }
 
 // TailRatio in doubles: the same recursion with the counts rounded to 53 bits. The
@@ -252,10 +262,7 @@ double TailRatioFast(std::size_t m, std::size_t n, std::size_t K, bool lower) {
 #else
   sum = GaussianBinomialTail(a, b, pad, m, n, K);
 #endif
-  long double total = 1.0L;
-  for (std::size_t i = 1; i <= m; ++i) total = total * static_cast<long double>(n + i) / static_cast<long double>(i);
-  const long double r = static_cast<long double>(sum) / total;
-  return static_cast<double>(lower ? r : 1.0L - r);
+  return CountShare(static_cast<long double>(sum), m, n, lower);
 }
 
 // Doubles serve while C(m + n, m) < 2^kDoubleCountBits (up to about 100 x 100).
