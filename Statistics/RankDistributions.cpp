@@ -404,7 +404,7 @@ double MannWhitneyExactCDF(int n1, int n2, double U) {
   // the centre for it.
   const double words = std::ceil(bits / 64.0), terms = static_cast<double>(tl.T) + 1.0;
   if (static_cast<double>(tl.m) * terms * words <= kExactWork && terms * words <= kExactWords) {
-    if (bits <= 64) return TailRatio<std::uint64_t>(tl.m, tl.n, tl.T, tl.lower);
+    if (bits <= 64) return TailRatioFast<std::uint64_t>(tl.m, tl.n, tl.T, tl.lower);
     if (bits <= kDoubleCountBits) return TailRatioFast<double>(tl.m, tl.n, tl.T, tl.lower);
     if (bits <= 256) return TailRatio<TWide<4>>(tl.m, tl.n, tl.T, tl.lower);
     if (bits <= 512) return TailRatio<TWide<8>>(tl.m, tl.n, tl.T, tl.lower);
