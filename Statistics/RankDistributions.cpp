@@ -385,8 +385,9 @@ double SignedRankExactCDF(std::span<const double> R, bool Ties, double W) {
 }
 
 // Frequencies of U are the coefficients of the Gaussian binomial [m + n choose m](q) =
-// prod_{i=1..m} (1 - q^(n+i)) / (1 - q^i), built one factor (one observation) at a time in
-// place (Harding 1984, Applied Statistics 33, 1-6). Coefficient t depends only on those below
+// prod_{i=1..m} (1 - q^(n+i)) / (1 - q^i), built one factor (one observation) at a time
+// (Harding 1984, Applied Statistics 33, 1-6); below 2^200 in one vectorised pass per factor
+// (TailRatioFast). Coefficient t depends only on those below
 // it, so only 0 .. T are built, T being the smaller tail the CDF needs; below the centre every
 // intermediate value is a non-negative count (the Gaussian binomial is symmetric and
 // unimodal). Counts are exact 64-bit integers while C(m + n, m) < 2^62, then doubles up to
