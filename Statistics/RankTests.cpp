@@ -148,22 +148,38 @@ bool HasNaN(const TVec& X) {
   });
 }
 
-// Sum of the midranks of the first n1 elements of the pooled sample, NaN if any value is NaN.
+// Sorted copy of X in dst (sized here); false when X holds a NaN.
+bool SortedCopy(const TVec& X, TVec& dst) {
+  dst.Size(X.Length(), mvDouble);
+  auto d = dst.Span<double>();
+  for (std::size_t i = 0; i < d.size(); ++i) {
+    d[i] = X.Values(static_cast<int>(i));
+    if (std::isnan(d[i])) return false;
+  }
+  std::sort(d.begin(), d.end());
+  return true;
+}
+
+// Sum of the midranks of Data1's values in the pooled sample, NaN if any value is NaN. Both
+// samples are sorted on their own and merged tie group by tie group: a group of c1 + c2 equal
+// values after `below` smaller ones has the midrank below + (c1 + c2 + 1) / 2. Half-integers
+// below 2^52, so the sum is exact whatever the order.
 double FirstSampleRankSum(const TVec& Data1, const TVec& Data2) {
-  TVecScratch pooled, ranks;
-  const int n1 = Data1.Length(), n2 = Data2.Length();
-  pooled->Size(n1 + n2, mvDouble);
-  auto p = pooled->Span<double>();
-  bool nan = false;
-  for (int i = 0; i < n1; ++i) p[static_cast<std::size_t>(i)] = Data1.Values(i);
-  for (int i = 0; i < n2; ++i) p[static_cast<std::size_t>(n1 + i)] = Data2.Values(i);
-  for (double v : p) nan = nan || std::isnan(v);
-  double tieSum = 0.0;
-  TiedRanks(*pooled, *ranks, tieSum);
+  TVecScratch s1, s2;
+  if (!SortedCopy(Data1, *s1) || !SortedCopy(Data2, *s2)) return kNaN;
+  const auto x = s1->Span<double>();
+  const auto y = s2->Span<double>();
+  std::size_t i = 0, j = 0;
   double r1 = 0.0;
-  auto r = ranks->Span<double>();
-  for (int i = 0; i < n1; ++i) r1 += r[static_cast<std::size_t>(i)];
-  return nan ? kNaN : r1;
+  while (i < x.size() || j < y.size()) {
+    const double v = j == y.size() || (i < x.size() && x[i] < y[j]) ? x[i] : y[j];
+    const std::size_t below = i + j;
+    std::size_t c1 = 0, c2 = 0;
+    for (; i < x.size() && x[i] == v; ++i) ++c1;
+    for (; j < y.size() && y[j] == v; ++j) ++c2;
+    r1 += static_cast<double>(c1) * (static_cast<double>(below) + 0.5 * static_cast<double>(c1 + c2 + 1));
+  }
+  return r1;
 }
 
 }  // namespace
