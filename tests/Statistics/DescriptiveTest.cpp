@@ -32,8 +32,7 @@ TEST(MeanG, ExtremeAndSpecialValuesBehaveAsTheLogarithm) {
   tiny[7] = 2.5e-300;
   huge[1499] = 1e300;
   mixed[1200] = 4e-320;
-  for (const auto* v : {&wide, &tiny, &huge, &mixed})
-    EXPECT_CLOSE(NaiveMeanG(*v), MeanG(Vec(*v)), 1e-13) << v->size();
+  for (const auto* v : {&wide, &tiny, &huge, &mixed}) EXPECT_CLOSE(NaiveMeanG(*v), MeanG(Vec(*v)), 1e-13) << v->size();
   // One special value among 1000 twos: ln 0 = ln -0 = -Inf gives 0, a negative or NaN gives NaN.
   for (const auto& [special, expected] : std::vector<std::pair<double, double>>{
            {0.0, 0.0}, {-0.0, 0.0}, {-1.0, kNaN}, {kNaN, kNaN}, {-kInf, kNaN}, {kInf, kInf}}) {
@@ -42,9 +41,8 @@ TEST(MeanG, ExtremeAndSpecialValuesBehaveAsTheLogarithm) {
     EXPECT_CLOSE(expected, MeanG(Vec(v)), 0.0) << "special " << special;
   }
   ExpectAllClose({kNaN, kNaN, 0, 0, kNaN},  // -Inf + Inf; empty; zeros in either precision
-                 {MeanG(Vec({0.0, kInf, 1.0})), MeanG(TVec()),
-                  MeanG(Vec({1.0, 0.0}, mvSingle)), MeanH(Vec({1.0, 0.0, 2.0})),
-                  MeanH(TVec())},
+                 {MeanG(Vec({0.0, kInf, 1.0})), MeanG(TVec()), MeanG(Vec({1.0, 0.0}, mvSingle)),
+                  MeanH(Vec({1.0, 0.0, 2.0})), MeanH(TVec())},
                  0);
   // Single precision: values at both ends of the float range, then a float subnormal.
   for (std::size_t i = 0; i < f.size(); i += 2) f[i] = 3e38;
@@ -55,27 +53,23 @@ TEST(MeanG, ExtremeAndSpecialValuesBehaveAsTheLogarithm) {
 
 TEST_P(DescriptivePrecision, MeansModeAndMomentsAgreeWithR) {
   const TVec x = Vec({10, 2, 7, 1, 30, 4, 5, 3}, p()), y = Vec(kX, p()), m = Vec({5, 5, 1, 2, 2, 6}, p());
-  ExpectAllClose(
-      {2.6170887722539296,  // R: exp(mean(log(x)))
-       1.2107680350455732,  // R: 1/mean(1/x)
-       // Bounds at the 12.5% and 87.5% percentiles (1.125, 27.5) keep 2, 3, 4, 5, 7, 10.
-       5.166666666666667,  // R: mean(c(2, 3, 4, 5, 7, 10))
-       7.75,               // R: mean(c(10, 2, 7, 1, 30, 4, 5, 3))
-       // Bounds that coincide with tied data (4 and 9) keep every copy of them.
-       // R: q <- quantile(v, c(0.25, 0.75), type = 6); mean(v[v >= q[1] & v <= q[2]])
-       5.4000000000000004,
-       kNaN, kNaN,  // both percentiles between the two values: nothing left; NaN percent
-       26.735312500000006,  // R: mean((x - mean(x))^3)
-       1091.6843343749999},  // R: mean((x - 2)^4)
-      {MeanG(y), MeanH(y), MeanT(x, 0.25), MeanT(x, 0.0),
-       MeanT(Vec({9, 4, 20, 1, 4, 6, 4}, p()), 0.5), MeanT(Vec({1, 2}, p()), 0.999),
-       MeanT(x, kNaN), Moment(y, 4.425, 3), Moment(y, 2.0, 4)},
-      tol());
+  ExpectAllClose({2.6170887722539296,  // R: exp(mean(log(x)))
+                  1.2107680350455732,  // R: 1/mean(1/x)
+                  // Bounds at the 12.5% and 87.5% percentiles (1.125, 27.5) keep 2, 3, 4, 5, 7, 10.
+                  5.166666666666667,  // R: mean(c(2, 3, 4, 5, 7, 10))
+                  7.75,               // R: mean(c(10, 2, 7, 1, 30, 4, 5, 3))
+                  // Bounds that coincide with tied data (4 and 9) keep every copy of them.
+                  // R: q <- quantile(v, c(0.25, 0.75), type = 6); mean(v[v >= q[1] & v <= q[2]])
+                  5.4000000000000004, kNaN, kNaN,  // both percentiles between the two values: nothing left; NaN percent
+                  26.735312500000006,              // R: mean((x - mean(x))^3)
+                  1091.6843343749999},             // R: mean((x - 2)^4)
+                 {MeanG(y), MeanH(y), MeanT(x, 0.25), MeanT(x, 0.0), MeanT(Vec({9, 4, 20, 1, 4, 6, 4}, p()), 0.5),
+                  MeanT(Vec({1, 2}, p()), 0.999), MeanT(x, kNaN), Moment(y, 4.425, 3), Moment(y, 2.0, 4)},
+                 tol());
   // Mode: ties take the smaller value; no repeat or no data give NaN; a range of indexes.
   ExpectAllClose({1, kNaN, 4.5, kNaN, 2, 5, kNaN},
-                 {Mode(Vec({3, 1, 3, 1, 2}, p())), Mode(Vec({1, 2, 3}, p())),
-                  Mode(Vec({4.5, 4.5, 4.5}, p())), Mode(TVec(0, p())),
-                  Mode(m, 2, 3), Mode(m, 0, 3), Mode(m, 3, 0)},
+                 {Mode(Vec({3, 1, 3, 1, 2}, p())), Mode(Vec({1, 2, 3}, p())), Mode(Vec({4.5, 4.5, 4.5}, p())),
+                  Mode(TVec(0, p())), Mode(m, 2, 3), Mode(m, 0, 3), Mode(m, 3, 0)},
                  0);
   // Deliberate: orders below 2 give 0, whatever Mu is.
   for (int order : {1, 0, -3}) EXPECT_EQ(0.0, Moment(y, 100.0, order)) << order;

@@ -5,6 +5,8 @@ using Kalix::NormalCDFInv;
 
 namespace {
 
+using GofTest = TOutputs;
+
 // A skewed sample and a near-normal one (no ties); shared with the normality tests.
 const std::vector<double> kA{2.31, 3.05, 1.87, 4.42, 2.76, 3.91, 1.52, 2.18, 6.73, 2.95,
                              3.34, 1.96, 2.61, 5.08, 2.44, 3.62, 1.71, 2.87, 8.15, 2.52};
@@ -184,9 +186,7 @@ TEST_P(GoodnessOfFit, NormalityTestsAgreeWithR) {
 
 INSTANTIATE_TEST_SUITE_P(Precisions, GoodnessOfFit, testing::ValuesIn(kRealPrecisions), PrecisionName);
 
-TEST(NormalityTests, ShapiroWilkSmallSamplesAndBeyond5000) {
-  THypothesisResult h;
-  double p;
+TEST_F(GofTest, ShapiroWilkSmallSamplesAndBeyond5000) {
   // R: shapiro.test(c(1.2, 3.4, 2)) (exact for n = 3), A[1:4], A[1:7] (the n <= 11 transform)
   struct TCase {
     std::vector<double> x;
@@ -211,9 +211,7 @@ TEST(NormalityTests, ShapiroWilkSmallSamplesAndBeyond5000) {
   EXPECT_EQ(hrReject, h);
 }
 
-TEST(NormalityTests, AndersonDarlingFullySpecified) {
-  THypothesisResult h;
-  double p;
+TEST_F(GofTest, AndersonDarlingFullySpecified) {
   // R: p <- pnorm(sort(A), 3, 1.5); -n - mean((2 * (1:n) - 1) * (log(p) + log(1 - rev(p))))
   EXPECT_CLOSE(1.0870719337184198, AndersonDarling(Vec(kA), 3.0, 1.5, h, p), 1e-10);
   EXPECT_EQ(hrNotReject, h);
@@ -231,9 +229,7 @@ TEST(NormalityTests, AndersonDarlingFullySpecified) {
   }
 }
 
-TEST(GoodnessOfFit, MessagesInOrder) {
-  THypothesisResult h;
-  double p;
+TEST_F(GofTest, MessagesInOrder) {
   int k;
   TVec X, F;
   const TVec c = ComplexVec(), e, one{0.5}, two{0.5, 0.5}, four{1, 2, 3, 4}, seven{1, 2, 3, 4, 5, 6, 7};
@@ -267,9 +263,7 @@ TEST(GoodnessOfFit, MessagesInOrder) {
   EXPECT_RAISES(ShapiroFrancia(four, h, p), "ShapiroFrancia: Data.Length < 5");
 }
 
-TEST(GoodnessOfFit, NanDataAndBadAlphaAreQuiet) {
-  THypothesisResult h;
-  double p;
+TEST_F(GofTest, NanDataAndBadAlphaAreQuiet) {
   const TVec cdfNaN = Vec({0.1, kNaN, 0.7});
   for (double alpha : {0.05, 0.0, kNaN}) {
     const double d1 = GOFKolmogorov(cdfNaN, h, p, htTwoTailed, alpha);

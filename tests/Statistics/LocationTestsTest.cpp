@@ -4,13 +4,12 @@
 
 namespace {
 
+using LocationTest = TOutputs;
+
 const std::vector<double> kX{5.1, 4.9, 5.6, 5.8, 6.0, 5.3, 4.7, 5.5, 6.2, 5.0};
 const std::vector<double> kY{4.8, 5.2, 5.0, 5.9, 5.4, 5.1, 4.5, 5.0, 5.7, 4.6};
 const std::vector<double> kY12{4.8, 5.2, 5.0, 5.9, 5.4, 5.1, 4.5, 5.0, 5.7, 4.6, 5.3, 4.9};
 const std::vector<double> kG{2.1, 2.3, 1.9, 2.0, 2.2, 2.4, 1.8, 2.1, 3.4, 2.0};
-
-// A test on kX (and a second sample) in a precision, for a tail and an Alpha.
-using TRun = std::function<double(TMtxFloatPrecision, THypothesisType, double, TTestOut&)>;
 
 struct TTailCase {
   const char* name;
@@ -109,9 +108,9 @@ TEST_P(LocationByPrecision, GrubbsDecidesByCriticalValue) {
 
 INSTANTIATE_TEST_SUITE_P(Precisions, LocationByPrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
 
-TEST(LocationTests, BadAlphaSigmaOrTailIsQuietNan) {
-  const TRun zSigma0 = [](TMtxFloatPrecision p, THypothesisType h, double alpha, TTestOut& o) {
-    return ZTest(Vec(kX, p), 5.0, 0.0, o.hRes, o.signif, o.ci, h, alpha);
+TEST_F(LocationTest, BadAlphaSigmaOrTailIsQuietNan) {
+  const TRun zSigma0 = [](TMtxFloatPrecision prec, THypothesisType tail, double alpha, TTestOut& o) {
+    return ZTest(Vec(kX, prec), 5.0, 0.0, o.hRes, o.signif, o.ci, tail, alpha);
   };
   const std::tuple<const char*, TRun, THypothesisType, double> cases[]{
       {"t alpha 0", OneSampleT, htTwoTailed, 0.0},
@@ -132,51 +131,44 @@ TEST(LocationTests, BadAlphaSigmaOrTailIsQuietNan) {
   }
 }
 
-TEST(LocationTests, DegenerateDataGiveNan) {
-  THypothesisResult h;
-  double s;
-  TTwoElmReal ci;
+TEST_F(LocationTest, DegenerateDataGiveNan) {
   for (const TVec& d : {Vec({2, 2, 2, 2}), Vec({3}), Vec(std::vector<double>{}), Vec({1, NAN, 3})}) {
-    tTest(d, 1.0, h, s, ci);
+    tTest(d, 1.0, h, p, ci);
     EXPECT_EQ(hrNan, h);
   }
-  GrubbsTest(Vec({1, 1, 1, 1}), h, s, ci);
+  GrubbsTest(Vec({1, 1, 1, 1}), h, p, ci);
   EXPECT_EQ(hrNan, h);
   // A negative Sigma is used as given: z changes sign, the two-tailed p-value does not.
-  const double zNeg = ZTest(Vec(kX), 5.2, -0.4, h, s, ci);
+  const double zNeg = ZTest(Vec(kX), 5.2, -0.4, h, p, ci);
   EXPECT_CLOSE(-1.660195771588399039, zNeg, 1e-12);
-  EXPECT_CLOSE(0.096875075026274585, s, 1e-12);
+  EXPECT_CLOSE(0.096875075026274585, p, 1e-12);
 }
 
-TEST(LocationTests, MessagesInCheckOrder) {
+TEST_F(LocationTest, MessagesInCheckOrder) {
   const TVec c = ComplexVec(), x = Vec({1, 2, 3}), xs = Vec({1, 2, 3}, mvSingle), two = Vec({1, 2});
-  THypothesisResult h;
-  double s;
-  TTwoElmReal ci;
-  EXPECT_RAISES(tTest(c, 0.0, h, s, ci, htTwoTailed, 2.0), "tTest: Data.Complex = true");
-  EXPECT_RAISES(tTest(c, two, h, s, ci, true, htTwoTailed, 2.0), "tTest: vectors must be real");
-  EXPECT_RAISES(tTest(x, two, h, s, ci, true, htTwoTailed, 2.0), "tTest: Data1.Length <> Data2.Length");
-  EXPECT_RAISES(tTest(x, xs, h, s, ci, true), "tTest: Data1.FloatPrecision <> Data2.FloatPrecision");
-  EXPECT_RAISES(ZTest(c, 0.0, 0.0, h, s, ci, htTwoTailed, 2.0), "ZTest: Data.Complex = true");
-  EXPECT_RAISES(FTest(Vec({1}), c, h, s, ci), "FTest: (Data1.Complex) or (Data2.Complex)");
-  EXPECT_RAISES(FTest(x, Vec({1}), h, s, ci), "FTest: (Data1.Length<2) or (Data2.Length<2)");
-  EXPECT_RAISES(ChiSquareTest(c, 1.0, h, s, ci, htTwoTailed, 2.0), "Chi2Test: Data.Complex = true");
-  EXPECT_RAISES(GrubbsTest(c, h, s, ci), "GrubbsTest: Data.Complex");
+  EXPECT_RAISES(tTest(c, 0.0, h, p, ci, htTwoTailed, 2.0), "tTest: Data.Complex = true");
+  EXPECT_RAISES(tTest(c, two, h, p, ci, true, htTwoTailed, 2.0), "tTest: vectors must be real");
+  EXPECT_RAISES(tTest(x, two, h, p, ci, true, htTwoTailed, 2.0), "tTest: Data1.Length <> Data2.Length");
+  EXPECT_RAISES(tTest(x, xs, h, p, ci, true), "tTest: Data1.FloatPrecision <> Data2.FloatPrecision");
+  EXPECT_RAISES(ZTest(c, 0.0, 0.0, h, p, ci, htTwoTailed, 2.0), "ZTest: Data.Complex = true");
+  EXPECT_RAISES(FTest(Vec({1}), c, h, p, ci), "FTest: (Data1.Complex) or (Data2.Complex)");
+  EXPECT_RAISES(FTest(x, Vec({1}), h, p, ci), "FTest: (Data1.Length<2) or (Data2.Length<2)");
+  EXPECT_RAISES(ChiSquareTest(c, 1.0, h, p, ci, htTwoTailed, 2.0), "Chi2Test: Data.Complex = true");
+  EXPECT_RAISES(GrubbsTest(c, h, p, ci), "GrubbsTest: Data.Complex");
   int k;
   TVec sig;
   EXPECT_RAISES(BartlettTest(ComplexMtx(), k, sig), "BartlettTest: Data.Complex = True");
   // Unpaired samples may differ in length and precision.
-  EXPECT_NO_THROW(tTest(x, Vec({1, 2, 4, 8}, mvSingle), h, s, ci, false));
+  EXPECT_NO_THROW(tTest(x, Vec({1, 2, 4, 8}, mvSingle), h, p, ci, false));
 }
 
-TEST(GrubbsTest, IgnoresAlphaAgainstSignif) {
-  TTestOut o;
+TEST_F(LocationTest, GrubbsTestIgnoresAlphaAgainstSignif) {
   // Right-tailed: G > Gc exactly when Signif / 2 < Alpha. With Alpha 0.0012 between Signif / 2
   // (0.0009) and Signif (0.0018) the test rejects although Signif > Alpha.
-  GrubbsTest(Vec(kG), o.hRes, o.signif, o.ci, htRightTailed, 0.0012);
-  EXPECT_TRUE(o.hRes == hrReject && o.signif > 0.0012);
-  GrubbsTest(Vec(kG), o.hRes, o.signif, o.ci, htRightTailed, 0.0008);
-  EXPECT_EQ(hrNotReject, o.hRes);
+  GrubbsTest(Vec(kG), h, p, ci, htRightTailed, 0.0012);
+  EXPECT_TRUE(h == hrReject && p > 0.0012);
+  GrubbsTest(Vec(kG), h, p, ci, htRightTailed, 0.0008);
+  EXPECT_EQ(hrNotReject, h);
 }
 
 // Columns of a two-level 2^4 factorial: orthogonal, mean zero, so the covariance is
@@ -188,7 +180,7 @@ TMtx ScaledFactorial(const std::vector<double>& scale) {
   return m;
 }
 
-TEST(BartlettTest, CountsDistinctComponents) {
+TEST_F(LocationTest, BartlettTestCountsDistinctComponents) {
   struct TCase {
     std::vector<double> scale;
     std::vector<double> signif;

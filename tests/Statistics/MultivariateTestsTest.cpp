@@ -2,6 +2,8 @@
 
 namespace {
 
+using HotellingTest = TOutputs;
+
 // R's iris rows 1-10, 51-60 and 101-110 (four measurements), listed column by column.
 const std::vector<double> kSetosa{5.1, 4.9, 4.7, 4.6, 5, 5.4, 4.6, 5, 4.4, 4.9, 3.5, 3, 3.2, 3.1,
                                   3.6, 3.9, 3.4, 3.4, 2.9, 3.1, 1.4, 1.4, 1.3, 1.5, 1.4, 1.7, 1.4, 1.5,
@@ -74,44 +76,41 @@ TEST_P(HotellingP, BoxMMatchesItsFormulasInR) {
   EXPECT_EQ(hRes, hrNan);
 }
 
-TEST(HotellingT2, NaNDataAndBadAlphaAreQuiet) {
+TEST_F(HotellingTest, NaNDataAndBadAlphaAreQuiet) {
   TMtx A = ByColumns(kSetosa, 10);
-  THypothesisResult hRes;
-  double signif, F;
+  double F;
   TVec half;
-  EXPECT_TRUE(std::isnan(HotellingT2(A, Vec({5, 3, 1, 0}), hRes, signif, &half, &F, 1.0)));
-  EXPECT_TRUE(hRes == hrNan && std::isnan(signif) && std::isnan(half[0]) && !std::isnan(F));
+  EXPECT_TRUE(std::isnan(HotellingT2(A, Vec({5, 3, 1, 0}), h, p, &half, &F, 1.0)));
+  EXPECT_TRUE(h == hrNan && std::isnan(p) && std::isnan(half[0]) && !std::isnan(F));
   A(2, 1) = NAN;
-  EXPECT_TRUE(std::isnan(HotellingT2(A, ByColumns(kVersicolor, 10), hRes, signif, &half, &F)));
-  EXPECT_TRUE(std::isnan(F) && std::isnan(half[3]) && hRes == hrNan);
+  EXPECT_TRUE(std::isnan(HotellingT2(A, ByColumns(kVersicolor, 10), h, p, &half, &F)));
+  EXPECT_TRUE(std::isnan(F) && std::isnan(half[3]) && h == hrNan);
 }
 
-TEST(HotellingT2, Messages) {
+TEST_F(HotellingTest, Messages) {
   const TMtx A = ByColumns(kSetosa, 10), C = ComplexMtx(), Small = Mtx({{1, 2}, {3, 4}});
   // Column 3 = column 0 + column 1: singular covariance however many rows.
   TMtx Dup = ByColumns(kSetosa, 10);
   for (int i = 0; i < 10; ++i) Dup(i, 3) = Dup(i, 0) + Dup(i, 1);
-  THypothesisResult h;
-  double s;
   TVecInt g3{1, 1, 1, 2, 2, 2};
-  EXPECT_RAISES(HotellingT2(C, ComplexVec(), h, s), "HotellingT2: Data.Complex = true");
-  EXPECT_RAISES(HotellingT2(A, ComplexVec(), h, s), "HotellingT2: Mu.Complex = true");
-  EXPECT_RAISES(HotellingT2(A, Vec({1, 2}), h, s), "HotellingT2: Mu.Length <> Data.Cols");
-  EXPECT_RAISES(HotellingT2(TMtx(3, 0), TVec(), h, s), "HotellingT2: Data.Cols = 0");
-  EXPECT_RAISES(HotellingT2(Small, Vec({1, 2}), h, s), "HotellingT2: Data.Rows <= Data.Cols");
-  EXPECT_RAISES(HotellingT2(Dup, Vec({1, 2, 3, 4}), h, s), "HotellingT2: covariance matrix is singular");
-  EXPECT_RAISES(HotellingT2(C, C, h, s), "HotellingT2: Data1.Complex = true");
-  EXPECT_RAISES(HotellingT2(A, C, h, s), "HotellingT2: Data2.Complex = true");
-  EXPECT_RAISES(HotellingT2(A, Small, h, s), "HotellingT2: Data1.Cols <> Data2.Cols");
-  EXPECT_RAISES(HotellingT2(A, ByColumns(kSetosa, 10, mvSingle), h, s),
+  EXPECT_RAISES(HotellingT2(C, ComplexVec(), h, p), "HotellingT2: Data.Complex = true");
+  EXPECT_RAISES(HotellingT2(A, ComplexVec(), h, p), "HotellingT2: Mu.Complex = true");
+  EXPECT_RAISES(HotellingT2(A, Vec({1, 2}), h, p), "HotellingT2: Mu.Length <> Data.Cols");
+  EXPECT_RAISES(HotellingT2(TMtx(3, 0), TVec(), h, p), "HotellingT2: Data.Cols = 0");
+  EXPECT_RAISES(HotellingT2(Small, Vec({1, 2}), h, p), "HotellingT2: Data.Rows <= Data.Cols");
+  EXPECT_RAISES(HotellingT2(Dup, Vec({1, 2, 3, 4}), h, p), "HotellingT2: covariance matrix is singular");
+  EXPECT_RAISES(HotellingT2(C, C, h, p), "HotellingT2: Data1.Complex = true");
+  EXPECT_RAISES(HotellingT2(A, C, h, p), "HotellingT2: Data2.Complex = true");
+  EXPECT_RAISES(HotellingT2(A, Small, h, p), "HotellingT2: Data1.Cols <> Data2.Cols");
+  EXPECT_RAISES(HotellingT2(A, ByColumns(kSetosa, 10, mvSingle), h, p),
                 "HotellingT2: Data1.FloatPrecision <> Data2.FloatPrecision");
-  EXPECT_RAISES(HotellingT2(A, TMtx(0, 4), h, s), "HotellingT2: (Data1.Rows = 0) or (Data2.Rows = 0)");
-  EXPECT_RAISES(HotellingT2(Small, Mtx({{1, 2}}), h, s), "HotellingT2: Data1.Rows + Data2.Rows - 2 < Data1.Cols");
-  EXPECT_RAISES(HotellingT2(Dup, Dup, h, s), "HotellingT2: covariance matrix is singular");
-  EXPECT_RAISES(BoxMTest(C, g3, h, s), "BoxMTest: Data.Complex = true");
-  EXPECT_RAISES(BoxMTest(A, g3, h, s), "BoxMTest: Groups.Length <> Data.Rows");
-  EXPECT_RAISES(BoxMTest(Small, TVecInt{4, 4}, h, s), "BoxMTest: fewer than 2 groups");
-  EXPECT_RAISES(BoxMTest(Mtx({{1, 2}, {2, 1}, {3, 5}, {1, 1}, {0, 2}, {4, 4}}), TVecInt{1, 1, 2, 2, 2, 2}, h, s),
+  EXPECT_RAISES(HotellingT2(A, TMtx(0, 4), h, p), "HotellingT2: (Data1.Rows = 0) or (Data2.Rows = 0)");
+  EXPECT_RAISES(HotellingT2(Small, Mtx({{1, 2}}), h, p), "HotellingT2: Data1.Rows + Data2.Rows - 2 < Data1.Cols");
+  EXPECT_RAISES(HotellingT2(Dup, Dup, h, p), "HotellingT2: covariance matrix is singular");
+  EXPECT_RAISES(BoxMTest(C, g3, h, p), "BoxMTest: Data.Complex = true");
+  EXPECT_RAISES(BoxMTest(A, g3, h, p), "BoxMTest: Groups.Length <> Data.Rows");
+  EXPECT_RAISES(BoxMTest(Small, TVecInt{4, 4}, h, p), "BoxMTest: fewer than 2 groups");
+  EXPECT_RAISES(BoxMTest(Mtx({{1, 2}, {2, 1}, {3, 5}, {1, 1}, {0, 2}, {4, 4}}), TVecInt{1, 1, 2, 2, 2, 2}, h, p),
                 "BoxMTest: a group has no more rows than Data.Cols");
 }
 

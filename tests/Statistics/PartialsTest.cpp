@@ -1,6 +1,7 @@
 // Mergeable moments, co-moments and histogram counts: merged over 1, 2 and 16 pieces (one of
 // them empty, half of them sent through State()) they equal the in-memory routines.
 #include <span>
+#include <tuple>
 
 #include "StatisticsTest.h"
 #include "support/Pieces.h"
@@ -48,35 +49,29 @@ std::vector<double> SmLs03() {
   return y;
 }
 
-struct TMomentsCase {
-  const char* name;
-  std::vector<double> x;
-  TMtxFloatPrecision p;
-};
-
 class MomentsPartialT : public testing::TestWithParam<int> {};
 
 // The reference is the in-memory routines on x - x[0], an exact subtraction for the offset
 // data (Sterbenz), so it holds the digits the data hold.
 TEST_P(MomentsPartialT, MergedEqualsInMemory) {
   const int k = GetParam();
-  const std::vector<TMomentsCase> cases{{"normal", Normal(5000, 2.0, 3.0, 1), mvDouble},
-                                        {"SmLs03+1e9", SmLs03(), mvDouble},
-                                        {"offset1e9", Normal(3001, 1e9, 0.5, 2), mvDouble},
-                                        {"single", Normal(2000, -1.0, 0.25, 3), mvSingle}};
-  for (const TMomentsCase& c : cases) {
-    SCOPED_TRACE(c.name);
-    const int n = static_cast<int>(c.x.size());
+  const std::tuple<const char*, std::vector<double>, TMtxFloatPrecision> cases[]{
+      {"normal", Normal(5000, 2.0, 3.0, 1), mvDouble},
+      {"SmLs03+1e9", SmLs03(), mvDouble},
+      {"offset1e9", Normal(3001, 1e9, 0.5, 2), mvDouble},
+      {"single", Normal(2000, -1.0, 0.25, 3), mvSingle}};
+  for (const auto& [name, x, prec] : cases) {
+    SCOPED_TRACE(name);
+    const int n = static_cast<int>(x.size());
     const TMomentsPartial m = MergedOver<TMomentsPartial>(
-        n, k, [] { return TMomentsPartial(); }, [&](TMomentsPartial& p, auto s) { p.Add(Vec(Slice(c.x, s), c.p)); });
-    const TVec stored = Vec(c.x, c.p);  // the values as the partial saw them
+        n, k, [] { return TMomentsPartial(); }, [&](TMomentsPartial& p, auto s) { p.Add(Vec(Slice(x, s), prec)); });
+    const TVec stored = Vec(x, prec);  // the values as the partial saw them
     std::vector<double> d(stored.size());
     for (std::size_t i = 0; i < d.size(); ++i) d[i] = stored.Values(static_cast<int>(i)) - stored.Values(0);
     const TVec dv = Vec(d);
     const double md = Kalix::Mean(dv), m2 = Moment(dv, md, 2);
-    double var;
+    double var, mean, variance, skew, kurt;
     Covariance(dv, var);
-    double mean, variance, skew, kurt;
     m.Finish(mean, variance, skew, kurt);
     EXPECT_EQ(n, m.Count());
     EXPECT_CLOSE(stored.Values(0) + md, mean, 1e-15);

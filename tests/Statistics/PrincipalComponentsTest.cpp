@@ -6,7 +6,6 @@
 
 namespace {
 
-
 // Column c of PC and Z against reference loadings and scores (rows listed in zRows), taking
 // the reference's sign: components are defined up to a sign, which PC and Z share.
 void ExpectComponent(const TMtx& PC, const TMtx& Z, int c, const std::vector<double>& loadings,
@@ -76,17 +75,12 @@ TEST(PCA, SmallCovarianceMatchesPrcomp) {
   ExpectComponent(PC, Z, 0, {-0.19134217126122441, 0.75278111869071451, 0.62984820460155033},
                   {{0, -2.28596666572112239}}, 1e-12);
   // Deterministic signs: the element of largest magnitude of every loading is positive.
-  EXPECT_GT(PC(1, 0), 0);
-  EXPECT_GT(PC(0, 1), 0);
-  EXPECT_GT(PC(2, 2), 0);
+  EXPECT_TRUE(PC(1, 0) > 0 && PC(0, 1) > 0 && PC(2, 2) > 0);
   // Nearly collinear columns: the small eigenvalue survives only the SVD of the centred data
   // (the covariance matrix's eigen-decomposition, R's eigen(cov(X)), is off by 1e-3).
   // R: x <- 1:8; X <- cbind(x, x + 1e-6 * rep(c(1, -1), 4)); prcomp(X)$sdev^2
   TMtx X(8, 2);
-  for (int i = 0; i < 8; ++i) {
-    X(i, 0) = i + 1;
-    X(i, 1) = i + 1 + (i % 2 ? -1e-6 : 1e-6);
-  }
+  for (int i = 0; i < 8; ++i) X(i, 0) = i + 1, X(i, 1) = i + 1 + (i % 2 ? -1e-6 : 1e-6);
   PCA(X, PC, Z, eig, nullptr, PCACovMat);
   EXPECT_CLOSE(11.999998857143455, eig[0], 1e-14);
   EXPECT_CLOSE(1.0, eig[1] / 5.4421773903182387e-13, 1e-6);
@@ -119,9 +113,7 @@ TEST(PCA, PerfectCorrelationAndModes) {
   // Deliberate: PCARawData, and any other mode value, is the correlation analysis.
   for (const auto mode : {PCARawData, static_cast<TPCAMode>(7)}) {
     PCA(X, PC2, Z2, eig2, &pct2, mode);
-    EXPECT_EQ(eig.ToVector(), eig2.ToVector());
-    EXPECT_EQ(PC.ToVector(), PC2.ToVector());
-    EXPECT_EQ(Z.ToVector(), Z2.ToVector());
+    EXPECT_TRUE(eig.ToVector() == eig2.ToVector() && PC.ToVector() == PC2.ToVector() && Z.ToVector() == Z2.ToVector());
   }
 }
 
@@ -134,13 +126,12 @@ TEST(PCA, DegenerateData) {
   // NaN data give NaN in both modes.
   for (const auto mode : {PCACorrMat, PCACovMat}) {
     PCA(Mtx({{1, 2}, {NAN, 3}, {4, 1}}), PC, Z, eig, nullptr, mode);
-    EXPECT_TRUE(std::isnan(eig[0])) << mode;
-    EXPECT_EQ(Z.Rows(), 3);
+    EXPECT_TRUE(std::isnan(eig[0]) && Z.Rows() == 3) << mode;
   }
   // More variables than observations: p components, the trailing ones with zero variance.
   PCA(Mtx({{1, 2, 0, 5}, {3, 1, 4, 4}, {0, 6, 2, 1}}), PC, Z, eig, nullptr, PCACovMat);
-  ASSERT_EQ(eig.Length(), 4);
   EXPECT_EQ(Z.Rows() * 10 + Z.Cols(), 34);
+  ASSERT_EQ(eig.Length(), 4);
   EXPECT_NEAR(0.0, eig[3], 1e-12);
   EXPECT_RAISES(PCA(ComplexMtx(), PC, Z, eig), "Covariance: X.Complex");
   EXPECT_RAISES(PCA(ComplexMtx(), PC, eig), "SVD: A.Complex");

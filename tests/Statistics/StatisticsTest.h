@@ -40,3 +40,15 @@ inline std::vector<std::pair<THypothesisType, double>> Tails(double two, double 
     if (!std::isnan(p)) t.emplace_back(h, p);
   return t;
 }
+
+/// Fresh outputs for each test of a suite (TEST_F through an alias): decision, p-value and an
+/// interval preset to show whether it is written.
+class TOutputs : public testing::Test {
+ protected:
+  THypothesisResult h = hrNotReject;
+  double p = 0;
+  TTwoElmReal ci{-7, -7};
+};
+
+/// A hypothesis test on fixed data in a precision, for a tail and an Alpha: fills o, returns the statistic.
+using TRun = std::function<double(TMtxFloatPrecision, THypothesisType, double, TTestOut& o)>;
