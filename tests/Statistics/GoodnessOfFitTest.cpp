@@ -138,7 +138,7 @@ std::vector<double> Skewed(int n, double power, double c) {
   return w;
 }
 
-using TTest = std::function<double(const TVec&, THypothesisResult&, double&, double)>;
+using TTest = double (*)(const TVec&, THypothesisResult&, double&, double);
 
 struct TNormCase {
   const char* name;
@@ -148,31 +148,27 @@ struct TNormCase {
 
 // A, B and, for the larger branches, w <- qnorm(((1:200) * 0.7548776662466927) %% 1)^2 +
 // ((1:200) * 0.5698402909980532) %% 1.
-const std::vector<TNormCase>& Cases() {
-  static const std::vector<TNormCase> cases{
-      // R: nortest::lillie.test (Dallal-Wilkinson rescaled above 100 values)
-      {"Lilliefors", [](auto& x, auto& h, auto& p, double a) { return GOFLillieTest(x, h, p, a); }, 0.20870536196473644,
-       0.022500642853157476, 0.071457433769771705, 1.0, 0.18045806614348425, 1.7113167710316146e-17},
-      // R: nortest::ad.test (which stops its p-value at 3.7e-24 for w)
-      {"AndersonDarling", [](auto& x, auto& h, auto& p, double a) { return AndersonDarling(x, h, p, a); },
-       1.2315867896256556, 0.0024542157411602044, 0.089139397006855248, 0.99719669220275053, 11.783127739507449, -1},
-      // R: nortest::sf.test
-      {"ShapiroFrancia", [](auto& x, auto& h, auto& p, double a) { return ShapiroFrancia(x, h, p, a); },
-       0.81743150686990829, 0.0024807091738614333, 0.99256851019795767, 0.9993747866711552, 0.79506490737204827,
-       2.0463804738551393e-13},
-      // R: shapiro.test
-      {"ShapiroWilks", [](auto& x, auto& h, auto& p, double a) { return ShapiroWilks(x, h, p, a); }, 0.82414774404448066,
-       0.002025981782679041, 0.9905447035506445, 0.99960345734461187, 0.79723466713134705, 2.1695729357395063e-15},
-      // R: tseries::jarque.bera.test
-      {"JarqueBera", [](auto& x, auto& h, auto& p, double a) { return GOFBeraJarqueTest(x, h, p, a); },
-       11.520332407401146, 0.0031505879155561134, 0.31447080962869706, 0.85450288104743299, 327.74588501092364, -1}};
-  return cases;
-}
+const TNormCase kNormCases[]{
+    // R: nortest::lillie.test (Dallal-Wilkinson rescaled above 100 values)
+    {"Lilliefors", GOFLillieTest, 0.20870536196473644, 0.022500642853157476, 0.071457433769771705, 1.0,
+     0.18045806614348425, 1.7113167710316146e-17},
+    // R: nortest::ad.test (which stops its p-value at 3.7e-24 for w)
+    {"AndersonDarling", static_cast<TTest>(AndersonDarling), 1.2315867896256556, 0.0024542157411602044,
+     0.089139397006855248, 0.99719669220275053, 11.783127739507449, -1},
+    // R: nortest::sf.test
+    {"ShapiroFrancia", ShapiroFrancia, 0.81743150686990829, 0.0024807091738614333, 0.99256851019795767,
+     0.9993747866711552, 0.79506490737204827, 2.0463804738551393e-13},
+    // R: shapiro.test
+    {"ShapiroWilks", ShapiroWilks, 0.82414774404448066, 0.002025981782679041, 0.9905447035506445, 0.99960345734461187,
+     0.79723466713134705, 2.1695729357395063e-15},
+    // R: tseries::jarque.bera.test
+    {"JarqueBera", GOFBeraJarqueTest, 11.520332407401146, 0.0031505879155561134, 0.31447080962869706,
+     0.85450288104743299, 327.74588501092364, -1}};
 
 TEST_P(GoodnessOfFit, NormalityTestsAgreeWithR) {
   const bool single = GetParam() == mvSingle;
   const TVec a = Vec(kA, GetParam()), b = Vec(kB, GetParam()), w = Vec(Skewed(200, 2, 1), GetParam());
-  for (const TNormCase& c : Cases()) {
+  for (const TNormCase& c : kNormCases) {
     SCOPED_TRACE(c.name);
     THypothesisResult ha, hb, hw;
     double pa, pb, pw;
@@ -277,7 +273,7 @@ TEST_F(GofTest, NanDataAndBadAlphaAreQuiet) {
   nan[3] = kNaN;
   const TVec nanData = Vec(nan), constant = Vec(std::vector<double>(10, 2.5)), a = Vec(kA);
   for (const auto& [x, alpha] : {std::pair{&nanData, 0.05}, std::pair{&constant, 0.05}, std::pair{&a, 1.0}}) {
-    for (const TNormCase& t : Cases()) {
+    for (const TNormCase& t : kNormCases) {
       SCOPED_TRACE(t.name);
       const double stat = t.test(*x, h, p, alpha);
       EXPECT_TRUE(std::isnan(stat) && std::isnan(p) && h == hrNan);
