@@ -1,19 +1,8 @@
-#include <cmath>
-#include <limits>
-#include <vector>
-
-#include "support/TestSupport.h"
+#include "StatisticsTest.h"
 
 namespace {
 
-using namespace KalixTest;
-using Kalix::mvDouble;
-using Kalix::mvSingle;
 using Kalix::TCplx;
-using Kalix::TMtxFloatPrecision;
-
-const double kNaN = std::numeric_limits<double>::quiet_NaN();
-const double kInf = std::numeric_limits<double>::infinity();
 
 // Shared sample: x and y of six observations, and a 5 x 3 matrix.
 const std::vector<double> kX{1.5, 2, 4.25, 8, 10.5, 0.3};
@@ -43,60 +32,54 @@ TEST(MeanG, ExtremeAndSpecialValuesBehaveAsTheLogarithm) {
   tiny[7] = 2.5e-300;
   huge[1499] = 1e300;
   mixed[1200] = 4e-320;
-  for (const auto* v : {&wide, &tiny, &huge, &mixed})
-    EXPECT_CLOSE(NaiveMeanG(*v), Statistics::MeanG(Vec(*v)), 1e-13) << v->size();
+  for (const auto* v : {&wide, &tiny, &huge, &mixed}) EXPECT_CLOSE(NaiveMeanG(*v), MeanG(Vec(*v)), 1e-13) << v->size();
   // One special value among 1000 twos: ln 0 = ln -0 = -Inf gives 0, a negative or NaN gives NaN.
   for (const auto& [special, expected] : std::vector<std::pair<double, double>>{
            {0.0, 0.0}, {-0.0, 0.0}, {-1.0, kNaN}, {kNaN, kNaN}, {-kInf, kNaN}, {kInf, kInf}}) {
     std::vector<double> v(1000, 2.0);
     v[613] = special;
-    EXPECT_CLOSE(expected, Statistics::MeanG(Vec(v)), 0.0) << "special " << special;
+    EXPECT_CLOSE(expected, MeanG(Vec(v)), 0.0) << "special " << special;
   }
   ExpectAllClose({kNaN, kNaN, 0, 0, kNaN},  // -Inf + Inf; empty; zeros in either precision
-                 {Statistics::MeanG(Vec({0.0, kInf, 1.0})), Statistics::MeanG(TVec()),
-                  Statistics::MeanG(Vec({1.0, 0.0}, mvSingle)), Statistics::MeanH(Vec({1.0, 0.0, 2.0})),
-                  Statistics::MeanH(TVec())},
+                 {MeanG(Vec({0.0, kInf, 1.0})), MeanG(TVec()), MeanG(Vec({1.0, 0.0}, mvSingle)),
+                  MeanH(Vec({1.0, 0.0, 2.0})), MeanH(TVec())},
                  0);
   // Single precision: values at both ends of the float range, then a float subnormal.
   for (std::size_t i = 0; i < f.size(); i += 2) f[i] = 3e38;
-  EXPECT_CLOSE(NaiveMeanG(f), Statistics::MeanG(Vec(f, mvSingle)), 1e-5);
+  EXPECT_CLOSE(NaiveMeanG(f), MeanG(Vec(f, mvSingle)), 1e-5);
   f[3] = 1e-42;
-  EXPECT_CLOSE(NaiveMeanG(f), Statistics::MeanG(Vec(f, mvSingle)), 1e-5);
+  EXPECT_CLOSE(NaiveMeanG(f), MeanG(Vec(f, mvSingle)), 1e-5);
 }
 
 TEST_P(DescriptivePrecision, MeansModeAndMomentsAgreeWithR) {
   const TVec x = Vec({10, 2, 7, 1, 30, 4, 5, 3}, p()), y = Vec(kX, p()), m = Vec({5, 5, 1, 2, 2, 6}, p());
-  ExpectAllClose(
-      {2.6170887722539296,  // R: exp(mean(log(x)))
-       1.2107680350455732,  // R: 1/mean(1/x)
-       // Bounds at the 12.5% and 87.5% percentiles (1.125, 27.5) keep 2, 3, 4, 5, 7, 10.
-       5.166666666666667,  // R: mean(c(2, 3, 4, 5, 7, 10))
-       7.75,               // R: mean(c(10, 2, 7, 1, 30, 4, 5, 3))
-       // Bounds that coincide with tied data (4 and 9) keep every copy of them.
-       // R: q <- quantile(v, c(0.25, 0.75), type = 6); mean(v[v >= q[1] & v <= q[2]])
-       5.4000000000000004,
-       kNaN, kNaN,  // both percentiles between the two values: nothing left; NaN percent
-       26.735312500000006,  // R: mean((x - mean(x))^3)
-       1091.6843343749999},  // R: mean((x - 2)^4)
-      {Statistics::MeanG(y), Statistics::MeanH(y), Statistics::MeanT(x, 0.25), Statistics::MeanT(x, 0.0),
-       Statistics::MeanT(Vec({9, 4, 20, 1, 4, 6, 4}, p()), 0.5), Statistics::MeanT(Vec({1, 2}, p()), 0.999),
-       Statistics::MeanT(x, kNaN), Statistics::Moment(y, 4.425, 3), Statistics::Moment(y, 2.0, 4)},
-      tol());
+  ExpectAllClose({2.6170887722539296,  // R: exp(mean(log(x)))
+                  1.2107680350455732,  // R: 1/mean(1/x)
+                  // Bounds at the 12.5% and 87.5% percentiles (1.125, 27.5) keep 2, 3, 4, 5, 7, 10.
+                  5.166666666666667,  // R: mean(c(2, 3, 4, 5, 7, 10))
+                  7.75,               // R: mean(c(10, 2, 7, 1, 30, 4, 5, 3))
+                  // Bounds that coincide with tied data (4 and 9) keep every copy of them.
+                  // R: q <- quantile(v, c(0.25, 0.75), type = 6); mean(v[v >= q[1] & v <= q[2]])
+                  5.4000000000000004, kNaN, kNaN,  // both percentiles between the two values: nothing left; NaN percent
+                  26.735312500000006,              // R: mean((x - mean(x))^3)
+                  1091.6843343749999},             // R: mean((x - 2)^4)
+                 {MeanG(y), MeanH(y), MeanT(x, 0.25), MeanT(x, 0.0), MeanT(Vec({9, 4, 20, 1, 4, 6, 4}, p()), 0.5),
+                  MeanT(Vec({1, 2}, p()), 0.999), MeanT(x, kNaN), Moment(y, 4.425, 3), Moment(y, 2.0, 4)},
+                 tol());
   // Mode: ties take the smaller value; no repeat or no data give NaN; a range of indexes.
   ExpectAllClose({1, kNaN, 4.5, kNaN, 2, 5, kNaN},
-                 {Statistics::Mode(Vec({3, 1, 3, 1, 2}, p())), Statistics::Mode(Vec({1, 2, 3}, p())),
-                  Statistics::Mode(Vec({4.5, 4.5, 4.5}, p())), Statistics::Mode(TVec(0, p())),
-                  Statistics::Mode(m, 2, 3), Statistics::Mode(m, 0, 3), Statistics::Mode(m, 3, 0)},
+                 {Mode(Vec({3, 1, 3, 1, 2}, p())), Mode(Vec({1, 2, 3}, p())), Mode(Vec({4.5, 4.5, 4.5}, p())),
+                  Mode(TVec(0, p())), Mode(m, 2, 3), Mode(m, 0, 3), Mode(m, 3, 0)},
                  0);
   // Deliberate: orders below 2 give 0, whatever Mu is.
-  for (int order : {1, 0, -3}) EXPECT_EQ(0.0, Statistics::Moment(y, 100.0, order)) << order;
-  EXPECT_TRUE(std::isnan(Statistics::Moment(TVec(0, p()), 0.0, 2)));
+  for (int order : {1, 0, -3}) EXPECT_EQ(0.0, Moment(y, 100.0, order)) << order;
+  EXPECT_TRUE(std::isnan(Moment(TVec(0, p()), 0.0, 2)));
 }
 
 TEST_P(DescriptivePrecision, VarianceAndTwoVariableCovariance) {
   auto var = [](const TVec& x, bool biased) {
     double v = -1;
-    Statistics::Covariance(x, v, biased);
+    Covariance(x, v, biased);
     return v;
   };
   // R: var(x); var(x) * 5 / 6; one value: 0 / 0 unbiased, 0 biased; empty: NaN
@@ -106,21 +89,21 @@ TEST_P(DescriptivePrecision, VarianceAndTwoVariableCovariance) {
                  tol());
   const TVec x = Vec(kX, p()), y = Vec(kY, p());
   TMtx c;
-  Statistics::Covariance(x, y, c, false);
+  Covariance(x, y, c, false);
   EXPECT_EQ(p(), c.FloatPrecision());
   // R: cov(cbind(x, y))
   ExpectAllClose({16.233750000000001, 5.2260000000000009, 5.2260000000000009, 3.5986666666666673}, c, tol());
-  Statistics::Covariance(x, y, c, true);
+  Covariance(x, y, c, true);
   // R: cov(cbind(x, y)) * 5 / 6
   ExpectAllClose({13.528125000000001, 4.3550000000000004, 4.3550000000000004, 2.9988888888888892}, c, tol());
-  Statistics::CorrCoef(x, y, c);
+  CorrCoef(x, y, c);
   // R: cor(x, y)
   ExpectAllClose({1, 0.68373713528235758, 0.68373713528235758, 1}, c, tol());
   // One-column matrices are variables too.
   TMtx mx(6, 1, p()), my(6, 1, p());
   mx.SetCol(x, 0);
   my.SetCol(y, 0);
-  Statistics::Covariance(mx, my, c, false);
+  Covariance(mx, my, c, false);
   EXPECT_CLOSE(5.2260000000000009, c(1, 0), tol());
 }
 
@@ -128,11 +111,11 @@ TEST(Covariance, CertifiedLargeOffsetKeepsDigits) {
   // NIST NumAcc1: 10000001, 10000003, 10000002; certified standard deviation 1.
   const TNistFile f = LoadNist("NumAcc1.dat");
   double v;
-  Statistics::Covariance(Vec({f.data.at(0)[0], f.data.at(1)[0], f.data.at(2)[0]}), v, false);
+  Covariance(Vec({f.data.at(0)[0], f.data.at(1)[0], f.data.at(2)[0]}), v, false);
   EXPECT_GE(LRE(v, 1.0), 14.0);
   // Columns 1e9 + d and 1e9 + 2d (d = 1, 3, 2): variances 1 and 4, covariance 2, exactly.
   TMtx c;
-  Statistics::Covariance(Mtx({{1e9 + 1, 1e9 + 2}, {1e9 + 3, 1e9 + 6}, {1e9 + 2, 1e9 + 4}}), c, false);
+  Covariance(Mtx({{1e9 + 1, 1e9 + 2}, {1e9 + 3, 1e9 + 6}, {1e9 + 2, 1e9 + 4}}), c, false);
   ExpectAllClose({1, 2, 2, 4}, c, 1e-15);
 }
 
@@ -140,7 +123,7 @@ TEST(CorrCoef, TStatisticIsDeliberatelyUnnormalised) {
   const TVec x = Vec(kX), y = Vec(kY);
   TMtx c;
   double t = 0;
-  Statistics::CorrCoef(x, y, c, t);
+  CorrCoef(x, y, c, t);
   // Result is the covariance with divisor n; r = 4.355 is not a correlation, so 1 - r^2 < 0.
   EXPECT_CLOSE(4.3550000000000004, c(0, 1), 1e-12);
   EXPECT_TRUE(std::isnan(t));
@@ -148,30 +131,30 @@ TEST(CorrCoef, TStatisticIsDeliberatelyUnnormalised) {
   // statistic. R: cor.test(x, y)$statistic
   TVec xs(x), ys(y);
   double vx, vy;
-  Statistics::Covariance(x, vx, true);
-  Statistics::Covariance(y, vy, true);
+  Covariance(x, vx, true);
+  Covariance(y, vy, true);
   Kalix::Normalize(xs, x, Kalix::Mean(x), std::sqrt(vx));
   Kalix::Normalize(ys, y, Kalix::Mean(y), std::sqrt(vy));
-  Statistics::CorrCoef(xs, ys, c, t);
+  CorrCoef(xs, ys, c, t);
   EXPECT_CLOSE(1.8739496513329525, t, 1e-12);
   // Result may be X itself: n is read before X is overwritten.
   TMtx mx(6, 1), my(6, 1);
   mx.SetCol(xs, 0);
   my.SetCol(ys, 0);
   t = 0;
-  Statistics::CorrCoef(mx, my, mx, t);
+  CorrCoef(mx, my, mx, t);
   EXPECT_CLOSE(1.8739496513329525, t, 1e-12);
 }
 
 TEST_P(DescriptivePrecision, MatrixCovarianceAndCorrelation) {
   TMtx c;
-  Statistics::Covariance(SampleMatrix(p()), c, false);
+  Covariance(SampleMatrix(p()), c, false);
   // R: cov(M)
   ExpectAllClose(
       {0.025000000000000001, 0.007499999999999998, 0.0017499999999999985, 0.007499999999999998, 0.0070000000000000123,
        0.0013500000000000025, 0.0017499999999999985, 0.0013500000000000025, 0.00043000000000000075},
       c, p() == mvSingle ? 1e-6 : 1e-14);
-  Statistics::CorrCoef(SampleMatrix(p()), c);
+  CorrCoef(SampleMatrix(p()), c);
   // R: cor(M)
   ExpectAllClose({1, 0.56694670951384019, 0.53374499616411542, 0.56694670951384019, 1, 0.77812706390071729,
                   0.53374499616411542, 0.77812706390071729, 1},
@@ -183,20 +166,20 @@ TEST(Covariance, DegenerateColumns) {
   // A constant column has zero variance and undefined correlations; a NaN spreads to its row
   // and column only.
   TMtx k = Mtx({{1, 5, 2}, {2, 5, 4}, {3, 5, 7}});
-  Statistics::CorrCoef(k, c);
+  CorrCoef(k, c);
   ExpectAllClose({1, kNaN, kNaN}, {c(0, 0), c(1, 1), c(0, 1)}, 0);
   k(2, 2) = kNaN;
-  Statistics::Covariance(k, c, false);
+  Covariance(k, c, false);
   ExpectAllClose({1, kNaN, kNaN}, {c(0, 0), c(2, 0), c(2, 2)}, 1e-15);
   // No rows: NaN, not -0; one row unbiased: 0 / 0.
   for (int rows : {0, 1}) {
-    Statistics::Covariance(TMtx(rows, 2), c, false);
+    Covariance(TMtx(rows, 2), c, false);
     ExpectAllClose({kNaN, kNaN, kNaN, kNaN}, c, 0);
   }
   // No elements but INT_MAX columns: the p x p result is refused before any pass over X.
   const TMtx wide(0, std::numeric_limits<int>::max());
-  EXPECT_RAISES(Statistics::Covariance(wide, c, false), "Size: too many elements");
-  EXPECT_RAISES(Statistics::CronbachAlpha(wide), "Size: too many elements");
+  EXPECT_RAISES(Covariance(wide, c, false), "Size: too many elements");
+  EXPECT_RAISES(CronbachAlpha(wide), "Size: too many elements");
 }
 
 // Every message of the topic, and the order of checks where one input breaks two.
@@ -204,38 +187,38 @@ TEST(Descriptive, MessagesAndCheckOrder) {
   const TVec x = Vec({1, 2, 3});
   TVec z(3, Kalix::mvDoubleComplex);
   TMtx c;
-  EXPECT_RAISES(Statistics::MeanG(ComplexVec()), "MeanG: Data.Complex = true");
-  EXPECT_RAISES(Statistics::MeanH(ComplexVec(Kalix::mvSingleComplex)), "MeanH: Data.Complex = true");
-  EXPECT_RAISES(Statistics::MeanT(ComplexVec(), 5.0), "MeanTData.Complex = true");
+  EXPECT_RAISES(MeanG(ComplexVec()), "MeanG: Data.Complex = true");
+  EXPECT_RAISES(MeanH(ComplexVec(Kalix::mvSingleComplex)), "MeanH: Data.Complex = true");
+  EXPECT_RAISES(MeanT(ComplexVec(), 5.0), "MeanTData.Complex = true");
   // Deliberate: the bound is 1 although the text says 100.
-  EXPECT_RAISES(Statistics::MeanT(x, 1.0), "MeanT(Percent >= 100) or (Percent < 0)");
-  EXPECT_RAISES(Statistics::MeanT(x, -1e-9), "MeanT(Percent >= 100) or (Percent < 0)");
-  EXPECT_RAISES(Statistics::MeanT(TVec(), 0.1), "Values: index out of range");  // the percentile rule's
-  EXPECT_RAISES(Statistics::Mode(ComplexVec(), 0, 1), "Mode: Complex = true");
-  EXPECT_RAISES(Statistics::Mode(x, 2, 2), "Copy: index out of range");
-  EXPECT_RAISES(Statistics::Mode(x, -1, 2), "Copy: index out of range");  // the only negative-index copy
-  EXPECT_RAISES(Statistics::Moment(ComplexVec(), 0.0, 1), "Moment : X.Complex = true");
+  EXPECT_RAISES(MeanT(x, 1.0), "MeanT(Percent >= 100) or (Percent < 0)");
+  EXPECT_RAISES(MeanT(x, -1e-9), "MeanT(Percent >= 100) or (Percent < 0)");
+  EXPECT_RAISES(MeanT(TVec(), 0.1), "Values: index out of range");  // the percentile rule's
+  EXPECT_RAISES(Mode(ComplexVec(), 0, 1), "Mode: Complex = true");
+  EXPECT_RAISES(Mode(x, 2, 2), "Copy: index out of range");
+  EXPECT_RAISES(Mode(x, -1, 2), "Copy: index out of range");  // the only negative-index copy
+  EXPECT_RAISES(Moment(ComplexVec(), 0.0, 1), "Moment : X.Complex = true");
   double v = 5.0;
-  EXPECT_RAISES(Statistics::Covariance(ComplexVec(), v, false), "Covariance: X.Complex");
+  EXPECT_RAISES(Covariance(ComplexVec(), v, false), "Covariance: X.Complex");
   EXPECT_EQ(0.0, v);  // cleared before the check
-  EXPECT_RAISES(Statistics::Covariance(ComplexVec(), x, c), "Covariance: X.Length <> Y.Length");
-  EXPECT_RAISES(Statistics::Covariance(z, TMtx(3, 1), c), "Covariance: X.Complex or Y.Complex");
-  EXPECT_RAISES(Statistics::Covariance(x, TMtx(3, 1), c), "Covariance: X.KalixType <> Y.KalixType");
+  EXPECT_RAISES(Covariance(ComplexVec(), x, c), "Covariance: X.Length <> Y.Length");
+  EXPECT_RAISES(Covariance(z, TMtx(3, 1), c), "Covariance: X.Complex or Y.Complex");
+  EXPECT_RAISES(Covariance(x, TMtx(3, 1), c), "Covariance: X.KalixType <> Y.KalixType");
   // Matrices that are not single columns do not make an n x 2 matrix of variables.
-  EXPECT_RAISES(Statistics::Covariance(TMtx(2, 3), TMtx(2, 3), c), "SetCol: Src does not match the column");
-  EXPECT_RAISES(Statistics::Covariance(ComplexMtx(), c), "Covariance: X.Complex");
+  EXPECT_RAISES(Covariance(TMtx(2, 3), TMtx(2, 3), c), "SetCol: Src does not match the column");
+  EXPECT_RAISES(Covariance(ComplexMtx(), c), "Covariance: X.Complex");
 }
 
 TEST_P(DescriptivePrecision, RowAndColumnRanges) {
   // A NaN spreads to its own row and column only.
   const TMtx m = Mtx({{3, -1, 4}, {1, kNaN, 9}, {-2, 6, 5}, {3, 5, 8}}, p());
   TVec r;
-  Statistics::RangeRows(m, r);
+  RangeRows(m, r);
   EXPECT_EQ(p(), r.FloatPrecision());
   ExpectAllClose({5, kNaN, 8, 5}, r, 0);
-  Statistics::RangeCols(m, r);
+  RangeCols(m, r);
   ExpectAllClose({5, kNaN, 5}, r, 0);
-  Statistics::RangeCols(TMtx(0, 2, p()), r);
+  RangeCols(TMtx(0, 2, p()), r);
   ExpectAllClose({kNaN, kNaN}, r, 0);
 }
 
@@ -246,8 +229,8 @@ TEST(RangeRows, ComplexDifferenceOfLargestAndSmallestMagnitude) {
     const TCplx v[] = {{1, 0}, {3, 4}, {2, 2}, {0, 0.5}, {-6, 0}, {1, 1}};
     for (int i = 0; i < 6; ++i) m.SetCValue(i, v[i]);
     TVec r, c;
-    Statistics::RangeRows(m, r);
-    Statistics::RangeCols(m, c);
+    RangeRows(m, r);
+    RangeCols(m, c);
     EXPECT_EQ(p, r.FloatPrecision());
     EXPECT_EQ((std::vector<TCplx>{{2, 4}, {-6, -0.5}, {1, -0.5}, {-9, -4}}),
               (std::vector<TCplx>{r.CValues(0), r.CValues(1), c.CValues(0), c.CValues(1)}));
@@ -265,13 +248,13 @@ TEST(Descriptive, ConcurrentCallsAgreeWithOneThread) {
     TMtx c;
     TVecInt h;
     TVec b, r;
-    Statistics::Covariance(m, c, false);
-    Statistics::Histogram(x, 64, h, b);
-    Statistics::Histogram(x, b, r);
+    Covariance(m, c, false);
+    Histogram(x, 64, h, b);
+    Histogram(x, b, r);
     std::vector<double> out = c.ToVector(), centred = r.ToVector();
     out.insert(out.end(), centred.begin(), centred.end());
     for (int k : h.ToVector()) out.push_back(k);
-    out.push_back(Statistics::MeanG(x));
+    out.push_back(MeanG(x));
     out.push_back(Kalix::ScratchOutstanding());
     return out;
   };

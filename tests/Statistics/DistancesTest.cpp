@@ -1,18 +1,8 @@
-#include <algorithm>
-#include <cmath>
-#include <limits>
-#include <utility>
-#include <vector>
-
-#include "support/TestSupport.h"
+#include "StatisticsTest.h"
 
 namespace {
 
-using namespace KalixTest;
-using namespace Statistics;
-using Kalix::TMtxFloatPrecision;
-
-TMtx Five(TMtxFloatPrecision p = Kalix::mvDouble) {
+TMtx Five(TMtxFloatPrecision p = mvDouble) {
   return Mtx({{1.5, 2, -0.5}, {3, 1, 2.5}, {-1, 0.5, 4}, {2.2, -3, 1}, {0.3, 0.7, 0.9}}, p);
 }
 
@@ -41,7 +31,7 @@ const TMetricCase kMetricCases[] = {
 class PairwiseDistanceP : public testing::TestWithParam<TMtxFloatPrecision> {};
 
 TEST_P(PairwiseDistanceP, EveryMetricMatchesRAndIsSymmetric) {
-  const double tol = GetParam() == Kalix::mvSingle ? 2e-5 : 1e-13;
+  const double tol = GetParam() == mvSingle ? 2e-5 : 1e-13;
   const TMtx S = Mtx({{1.3, 0.3, 0.3}, {0.3, 1.3, 0.3}, {0.3, 0.3, 1.3}}, GetParam());
   for (const auto& c : kMetricCases) {
     SCOPED_TRACE(c.metric);
@@ -103,7 +93,7 @@ TEST(PairwiseDistance, ClosePointsKeepTheirDigitsAndNaNRowsGiveNaN) {
 TEST(PairwiseDistance, Messages) {
   TMtx D;
   const TMtx X = Five(), C = ComplexMtx(), bad = Mtx({{1, 0}, {0, 1}});
-  const TMtx Y1 = Mtx({{1, 2}}), Ysingle = Five(Kalix::mvSingle);
+  const TMtx Y1 = Mtx({{1, 2}}), Ysingle = Five(mvSingle);
   EXPECT_RAISES(PairwiseDistance(C, D, dmMinkowski, -1), "PairwiseDistance: X.Complex = true");
   EXPECT_RAISES(PairwiseDistance(X, D, dmMahalanobis, 2, &C), "PairwiseDistance: Cov.Complex = true");
   EXPECT_RAISES(PairwiseDistance(X, C, D), "PairwiseDistance: Y.Complex = true");

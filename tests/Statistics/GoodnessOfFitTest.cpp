@@ -1,31 +1,16 @@
-#include <cmath>
-#include <functional>
-#include <limits>
-#include <vector>
+#include "StatisticsTest.h"
 
-#include "support/TestSupport.h"
-
-using namespace Statistics;
-using namespace KalixTest;
-using Kalix::TMtxFloatPrecision;
 using Kalix::NormalCDF;
 using Kalix::NormalCDFInv;
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using GofTest = TOutputs;
 
 // A skewed sample and a near-normal one (no ties); shared with the normality tests.
 const std::vector<double> kA{2.31, 3.05, 1.87, 4.42, 2.76, 3.91, 1.52, 2.18, 6.73, 2.95,
                              3.34, 1.96, 2.61, 5.08, 2.44, 3.62, 1.71, 2.87, 8.15, 2.52};
 const std::vector<double> kB{4.93, 5.31, 5.12, 4.71, 5.64, 5.02, 4.83, 5.22, 5.41, 4.62, 5.07, 4.96, 5.18, 5.36, 4.87};
-
-// R: u <- ((1:n) * c) %% 1, the same quasi-random points.
-std::vector<double> Frac(int n, double c, double power = 1.0) {
-  std::vector<double> u(static_cast<std::size_t>(n));
-  for (int i = 1; i <= n; ++i) u[static_cast<std::size_t>(i - 1)] = std::pow(std::fmod(i * c, 1.0), power);
-  return u;
-}
 
 std::vector<double> Rounded(const std::vector<double>& x) {
   std::vector<double> r;
@@ -40,8 +25,8 @@ struct TTailCase {
 
 class GoodnessOfFit : public testing::TestWithParam<TMtxFloatPrecision> {
  protected:
-  double Tol() const { return GetParam() == Kalix::mvSingle ? 2e-5 : 1e-10; }
-  double PTol() const { return GetParam() == Kalix::mvSingle ? 1e-4 : 1e-6; }
+  double Tol() const { return GetParam() == mvSingle ? 2e-5 : 1e-10; }
+  double PTol() const { return GetParam() == mvSingle ? 1e-4 : 1e-6; }
   TVec V(const std::vector<double>& x) const { return Vec(x, GetParam()); }
 };
 
@@ -112,7 +97,7 @@ TEST_P(GoodnessOfFit, SmirnovTwoSampleExactWithTiesAndAsymptotic) {
        {{htTwoTailed, 0.068333333333333315, 0.96087597651803625}, {htRightTailed, 0.068333333333333315, 0.60085962583283359},
         {htLeftTailed, 0.0083333333333333679, 0.99245286614792561}}}};
   // Mixed precisions are compared in double.
-  EXPECT_CLOSE(0.85, GOFKolmogorov(Vec(kA, Kalix::mvSingle), Vec(kB), h, p), 1e-10);
+  EXPECT_CLOSE(0.85, GOFKolmogorov(Vec(kA, mvSingle), Vec(kB), h, p), 1e-10);
   EXPECT_CLOSE(7.7464409620198182e-07, p, 1e-9);
   for (const TCase& c : cases) {
     for (const TTailCase& t : c.tails) {
@@ -153,7 +138,7 @@ std::vector<double> Skewed(int n, double power, double c) {
   return w;
 }
 
-using TTest = std::function<double(const TVec&, THypothesisResult&, double&, double)>;
+using TTest = double (*)(const TVec&, THypothesisResult&, double&, double);
 
 struct TNormCase {
   const char* name;
@@ -163,52 +148,41 @@ struct TNormCase {
 
 // A, B and, for the larger branches, w <- qnorm(((1:200) * 0.7548776662466927) %% 1)^2 +
 // ((1:200) * 0.5698402909980532) %% 1.
-const std::vector<TNormCase>& Cases() {
-  static const std::vector<TNormCase> cases{
-      // R: nortest::lillie.test (Dallal-Wilkinson rescaled above 100 values)
-      {"Lilliefors", [](auto& x, auto& h, auto& p, double a) { return GOFLillieTest(x, h, p, a); }, 0.20870536196473644,
-       0.022500642853157476, 0.071457433769771705, 1.0, 0.18045806614348425, 1.7113167710316146e-17},
-      // R: nortest::ad.test (which stops its p-value at 3.7e-24 for w)
-      {"AndersonDarling", [](auto& x, auto& h, auto& p, double a) { return AndersonDarling(x, h, p, a); },
-       1.2315867896256556, 0.0024542157411602044, 0.089139397006855248, 0.99719669220275053, 11.783127739507449, -1},
-      // R: nortest::sf.test
-      {"ShapiroFrancia", [](auto& x, auto& h, auto& p, double a) { return ShapiroFrancia(x, h, p, a); },
-       0.81743150686990829, 0.0024807091738614333, 0.99256851019795767, 0.9993747866711552, 0.79506490737204827,
-       2.0463804738551393e-13},
-      // R: shapiro.test
-      {"ShapiroWilks", [](auto& x, auto& h, auto& p, double a) { return ShapiroWilks(x, h, p, a); }, 0.82414774404448066,
-       0.002025981782679041, 0.9905447035506445, 0.99960345734461187, 0.79723466713134705, 2.1695729357395063e-15},
-      // R: tseries::jarque.bera.test
-      {"JarqueBera", [](auto& x, auto& h, auto& p, double a) { return GOFBeraJarqueTest(x, h, p, a); },
-       11.520332407401146, 0.0031505879155561134, 0.31447080962869706, 0.85450288104743299, 327.74588501092364, -1}};
-  return cases;
-}
+const TNormCase kNormCases[]{
+    // R: nortest::lillie.test (Dallal-Wilkinson rescaled above 100 values)
+    {"Lilliefors", GOFLillieTest, 0.20870536196473644, 0.022500642853157476, 0.071457433769771705, 1.0,
+     0.18045806614348425, 1.7113167710316146e-17},
+    // R: nortest::ad.test (which stops its p-value at 3.7e-24 for w)
+    {"AndersonDarling", static_cast<TTest>(AndersonDarling), 1.2315867896256556, 0.0024542157411602044,
+     0.089139397006855248, 0.99719669220275053, 11.783127739507449, -1},
+    // R: nortest::sf.test
+    {"ShapiroFrancia", ShapiroFrancia, 0.81743150686990829, 0.0024807091738614333, 0.99256851019795767,
+     0.9993747866711552, 0.79506490737204827, 2.0463804738551393e-13},
+    // R: shapiro.test
+    {"ShapiroWilks", ShapiroWilks, 0.82414774404448066, 0.002025981782679041, 0.9905447035506445, 0.99960345734461187,
+     0.79723466713134705, 2.1695729357395063e-15},
+    // R: tseries::jarque.bera.test
+    {"JarqueBera", GOFBeraJarqueTest, 11.520332407401146, 0.0031505879155561134, 0.31447080962869706,
+     0.85450288104743299, 327.74588501092364, -1}};
 
 TEST_P(GoodnessOfFit, NormalityTestsAgreeWithR) {
-  const bool single = GetParam() == Kalix::mvSingle;
+  const bool single = GetParam() == mvSingle;
   const TVec a = Vec(kA, GetParam()), b = Vec(kB, GetParam()), w = Vec(Skewed(200, 2, 1), GetParam());
-  for (const TNormCase& c : Cases()) {
+  for (const TNormCase& c : kNormCases) {
     SCOPED_TRACE(c.name);
-    THypothesisResult h;
-    double p;
-    EXPECT_CLOSE(c.statA, c.test(a, h, p, 0.05), single ? 1e-5 : 1e-10);
-    EXPECT_CLOSE(c.pA, p, single ? 1e-3 : 1e-6);
-    EXPECT_EQ(hrReject, h);
-    EXPECT_CLOSE(c.statB, c.test(b, h, p, 0.05), single ? 1e-4 : 1e-10);
-    EXPECT_CLOSE(c.pB, p, single ? 1e-3 : 1e-6);
-    EXPECT_EQ(hrNotReject, h);
-    EXPECT_CLOSE(c.statW, c.test(w, h, p, 0.05), single ? 1e-4 : 1e-10);
-    if (c.pW >= 0) {
-      EXPECT_NEAR(1.0, p / c.pW, single ? 1e-2 : 1e-6);
-    }
+    THypothesisResult ha, hb, hw;
+    double pa, pb, pw;
+    const double sa = c.test(a, ha, pa, 0.05), sb = c.test(b, hb, pb, 0.05), sw = c.test(w, hw, pw, 0.05);
+    ExpectAllClose({c.statA, c.statB, c.statW}, {sa, sb, sw}, single ? 1e-4 : 1e-10);
+    ExpectAllClose({c.pA, c.pB}, {pa, pb}, single ? 1e-3 : 1e-6);
+    EXPECT_EQ((std::pair{hrReject, hrNotReject}), (std::pair{ha, hb}));
+    EXPECT_NEAR(1.0, c.pW < 0 ? 1.0 : pw / c.pW, single ? 1e-2 : 1e-6);
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Precisions, GoodnessOfFit, testing::ValuesIn(kRealPrecisions), PrecisionName);
 
-TEST(NormalityTests, ShapiroWilkSmallSamplesAndBeyond5000) {
-  THypothesisResult h;
-  double p;
+TEST_F(GofTest, ShapiroWilkSmallSamplesAndBeyond5000) {
   // R: shapiro.test(c(1.2, 3.4, 2)) (exact for n = 3), A[1:4], A[1:7] (the n <= 11 transform)
   struct TCase {
     std::vector<double> x;
@@ -233,9 +207,7 @@ TEST(NormalityTests, ShapiroWilkSmallSamplesAndBeyond5000) {
   EXPECT_EQ(hrReject, h);
 }
 
-TEST(NormalityTests, AndersonDarlingFullySpecified) {
-  THypothesisResult h;
-  double p;
+TEST_F(GofTest, AndersonDarlingFullySpecified) {
   // R: p <- pnorm(sort(A), 3, 1.5); -n - mean((2 * (1:n) - 1) * (log(p) + log(1 - rev(p))))
   EXPECT_CLOSE(1.0870719337184198, AndersonDarling(Vec(kA), 3.0, 1.5, h, p), 1e-10);
   EXPECT_EQ(hrNotReject, h);
@@ -253,9 +225,7 @@ TEST(NormalityTests, AndersonDarlingFullySpecified) {
   }
 }
 
-TEST(GoodnessOfFit, MessagesInOrder) {
-  THypothesisResult h;
-  double p;
+TEST_F(GofTest, MessagesInOrder) {
   int k;
   TVec X, F;
   const TVec c = ComplexVec(), e, one{0.5}, two{0.5, 0.5}, four{1, 2, 3, 4}, seven{1, 2, 3, 4, 5, 6, 7};
@@ -289,16 +259,13 @@ TEST(GoodnessOfFit, MessagesInOrder) {
   EXPECT_RAISES(ShapiroFrancia(four, h, p), "ShapiroFrancia: Data.Length < 5");
 }
 
-TEST(GoodnessOfFit, NanDataAndBadAlphaAreQuiet) {
-  THypothesisResult h;
-  double p;
+TEST_F(GofTest, NanDataAndBadAlphaAreQuiet) {
   const TVec cdfNaN = Vec({0.1, kNaN, 0.7});
   for (double alpha : {0.05, 0.0, kNaN}) {
-    EXPECT_TRUE(std::isnan(GOFKolmogorov(cdfNaN, h, p, htTwoTailed, alpha)));
-    EXPECT_TRUE(std::isnan(p));
-    EXPECT_EQ(hrNan, h);
-    EXPECT_TRUE(std::isnan(GOFKolmogorov(Vec({0.2, 0.3}), cdfNaN, h, p, htLeftTailed, alpha)));
-    EXPECT_EQ(hrNan, h);
+    const double d1 = GOFKolmogorov(cdfNaN, h, p, htTwoTailed, alpha);
+    EXPECT_TRUE(std::isnan(d1) && std::isnan(p) && h == hrNan);
+    const double d2 = GOFKolmogorov(Vec({0.2, 0.3}), cdfNaN, h, p, htLeftTailed, alpha);
+    EXPECT_TRUE(std::isnan(d2) && h == hrNan);
   }
   EXPECT_TRUE(std::isnan(GOFKolmogorov(Vec({0.2}), h, p, static_cast<THypothesisType>(7))));
   // NaN data, constant data and a bad Alpha: NaN statistic and p-value, hrNan.
@@ -306,11 +273,10 @@ TEST(GoodnessOfFit, NanDataAndBadAlphaAreQuiet) {
   nan[3] = kNaN;
   const TVec nanData = Vec(nan), constant = Vec(std::vector<double>(10, 2.5)), a = Vec(kA);
   for (const auto& [x, alpha] : {std::pair{&nanData, 0.05}, std::pair{&constant, 0.05}, std::pair{&a, 1.0}}) {
-    for (const TNormCase& t : Cases()) {
+    for (const TNormCase& t : kNormCases) {
       SCOPED_TRACE(t.name);
-      EXPECT_TRUE(std::isnan(t.test(*x, h, p, alpha)));
-      EXPECT_TRUE(std::isnan(p));
-      EXPECT_EQ(hrNan, h);
+      const double stat = t.test(*x, h, p, alpha);
+      EXPECT_TRUE(std::isnan(stat) && std::isnan(p) && h == hrNan);
     }
   }
   // A far outlier leaves A^2 finite and rejects.

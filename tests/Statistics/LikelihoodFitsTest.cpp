@@ -1,38 +1,19 @@
-#include <cmath>
-#include <functional>
-#include <limits>
-#include <string>
-#include <vector>
-
-#include "support/TestSupport.h"
+#include "StatisticsTest.h"
 
 namespace {
 
-using namespace KalixTest;
-using namespace Statistics;
-using Kalix::mvDouble;
-using Kalix::mvSingle;
-
-const double kNaN = std::numeric_limits<double>::quiet_NaN();
 // Iterative estimates with a tight tolerance against R's exact maximum.
 constexpr double kTolMLE = 1e-6;
 // In single precision the Weibull a = scale^-b carries b ln(scale) times the error of b.
 constexpr double kTolMLESingle = 1e-2;
 
 // Lieblein & Zelen (1956): millions of revolutions to failure of 23 deep-groove ball bearings.
-const std::vector<double> kBearings{17.88, 28.92, 33.00, 41.52, 42.12, 45.60, 48.48, 51.84, 51.96, 54.12, 55.56, 67.80,
-                                    68.64, 68.64, 68.88, 84.12, 93.12, 98.64, 105.12, 105.84, 127.92, 128.04, 173.40};
+const std::vector<double> kBearings{17.88, 28.92, 33.00,  41.52,  42.12,  45.60,  48.48, 51.84,
+                                    51.96, 54.12, 55.56,  67.80,  68.64,  68.64,  68.88, 84.12,
+                                    93.12, 98.64, 105.12, 105.84, 127.92, 128.04, 173.40};
 
-// frac(i * golden ratio), i = 1 .. n: evenly spread deterministic values that R rebuilds exactly
-// as ((1:n) * 0.6180339887498949) %% 1.
-std::vector<double> Golden(int n) {
-  std::vector<double> u;
-  for (int i = 1; i <= n; ++i) {
-    const double v = i * 0.6180339887498949;
-    u.push_back(v - std::floor(v));
-  }
-  return u;
-}
+// frac(i * golden ratio), i = 1 .. n: evenly spread deterministic values.
+std::vector<double> Golden(int n) { return Frac(n, 0.6180339887498949); }
 std::vector<double> Proportions() {  // u * 0.9 + 0.05 over 40 values
   auto u = Golden(40);
   for (double& v : u) v = v * 0.9 + 0.05;
@@ -180,14 +161,13 @@ TEST(LikelihoodFits, ConcurrentCallsAgree) {
   EXPECT_EQ(0, ConcurrentMismatches([&](int t) {
               double a, b;
               TTwoElmReal aCI, bCI;
-              if (t % 2 == 0) WeibullFit(bearings, a, b, aCI, bCI);
-              else BetaFit(props, a, b, aCI, bCI);
+              t % 2 == 0 ? WeibullFit(bearings, a, b, aCI, bCI) : BetaFit(props, a, b, aCI, bCI);
               return std::vector<double>{a, b, aCI[0], bCI[1], double(Kalix::ScratchOutstanding())};
             }));
 }
 
 // Quantiles at the first 200 golden-ratio points.
-TVec StudentSample(double df, Kalix::TMtxFloatPrecision p = mvDouble) {
+TVec StudentSample(double df, TMtxFloatPrecision p = mvDouble) {
   auto u = Golden(200);
   for (double& v : u) v = Kalix::StudentCDFInv(v, df);
   return Vec(u, p);

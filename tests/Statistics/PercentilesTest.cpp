@@ -1,13 +1,4 @@
-#include <cmath>
-#include <limits>
-#include <algorithm>
-#include <vector>
-
-#include "support/TestSupport.h"
-
-using namespace Statistics;
-using namespace KalixTest;
-using Kalix::TMtxFloatPrecision;
+#include "StatisticsTest.h"
 
 namespace {
 
@@ -64,12 +55,12 @@ TEST(Percentile, RuleEdgeCases) {
     TPercentileMethod m;
     double expected;
   } cases[]{
-      {&four, 0.5, pctMethodEDFAve, 20},     // n*p = 2 is whole: s2 alone
-      {&four, 0.6, pctMethodEDFAve, 35},     // n*p = 2.4: k = 3, (s3 + s4)/2
-      {&four, 0.625, pctMethodClosestN, 20},  // n*p = 2.5 rounds half to even: s2, not s3
-      {&four, 0.875, pctMethodClosestN, 40},  // 3.5 rounds to 4
+      {&four, 0.5, pctMethodEDFAve, 20},                   // n*p = 2 is whole: s2 alone
+      {&four, 0.6, pctMethodEDFAve, 35},                   // n*p = 2.4: k = 3, (s3 + s4)/2
+      {&four, 0.625, pctMethodClosestN, 20},               // n*p = 2.5 rounds half to even: s2, not s3
+      {&four, 0.875, pctMethodClosestN, 40},               // 3.5 rounds to 4
       {&four, 0.5, static_cast<TPercentileMethod>(7), 0},  // unknown rule
-      {&withNaN, 0.0, pctMethodNPlus, 1},  // NaNs sort above every number
+      {&withNaN, 0.0, pctMethodNPlus, 1},                  // NaNs sort above every number
       {&withNaN, 0.5, pctMethodEDF, 2},
       {&withNaN, 0.6, pctMethodNPlus, 3},
       {&withNaN, 1.0, pctMethodNPlus, NAN},
@@ -137,8 +128,8 @@ TEST(TiedRanks, MidranksAndTieSum) {
   TVec r;
   double tieSum = -1;
   // R: rank(c(3.1, 2.2, 3.1, 5.0, 2.2, 2.2, 9.9, 3.1, 0.1)); two groups of three: 2 * (27 - 3)/2
-  TiedRanks(Vec({3.1, 2.2, 3.1, 5.0, 2.2, 2.2, 9.9, 3.1, 0.1}, Kalix::mvSingle), r, tieSum);
-  EXPECT_EQ(Kalix::mvSingle, r.FloatPrecision());
+  TiedRanks(Vec({3.1, 2.2, 3.1, 5.0, 2.2, 2.2, 9.9, 3.1, 0.1}, mvSingle), r, tieSum);
+  EXPECT_EQ(mvSingle, r.FloatPrecision());
   EXPECT_EQ(std::vector<double>({6, 3, 6, 8, 3, 3, 9, 6, 1}), r.ToVector());
   EXPECT_EQ(24.0, tieSum);
   // Empty input: the tie sum is cleared and Result left alone.

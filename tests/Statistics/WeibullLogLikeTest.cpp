@@ -1,21 +1,20 @@
 // The vectorised Weibull log-likelihood against its element-by-element formula, and that
 // formula against the density itself.
-#include <cmath>
-#include <vector>
 
 #include "Statistics/detail/WeibullLogLike.h"
-#include "support/TestSupport.h"
+#include "StatisticsTest.h"
 
 namespace {
 
-using Statistics::detail::kWeibullFloor;
-using Statistics::detail::WeibullLogLikeSum;
-using Statistics::detail::WeibullLogLikeSumScalar;
+using detail::kWeibullFloor;
+using detail::WeibullLogLikeSum;
+using detail::WeibullLogLikeSumScalar;
 
 // ln x of n values spread over (0, 20]: typical densities, none below the floor.
 std::vector<double> LogLifetimes(int n) {
   std::vector<double> l;
-  for (int i = 1; i <= n; ++i) l.push_back(std::log(20.0 * (i * 0.6180339887498949 - std::floor(i * 0.6180339887498949)) + 1e-3));
+  for (int i = 1; i <= n; ++i)
+    l.push_back(std::log(20.0 * (i * 0.6180339887498949 - std::floor(i * 0.6180339887498949)) + 1e-3));
   return l;
 }
 
@@ -36,8 +35,9 @@ TEST(WeibullLogLike, VectorKernelMatchesTheFormula) {
   struct TCase {
     int n;
     double a, b, extra;  // extra: one more ln x appended (0 for none)
-  } const cases[] = {{1, 0.03, 1.5, 0}, {1000, 1e-6, 0.5, 0}, {37, 0.03, 1.5, 0}, {1000, 0.03, 1.5, 0}, {1001, 2.0, 3.0, 0},
-                     {203, 1e-300, 0.7, 0}, {64, 0.5, 200.0, 0}, {99, 0.03, 1.5, 800.0}, {50, 1e-3, 2.0, -30.0}};
+  } const cases[] = {{1, 0.03, 1.5, 0},    {1000, 1e-6, 0.5, 0},   {37, 0.03, 1.5, 0},
+                     {1000, 0.03, 1.5, 0}, {1001, 2.0, 3.0, 0},    {203, 1e-300, 0.7, 0},
+                     {64, 0.5, 200.0, 0},  {99, 0.03, 1.5, 800.0}, {50, 1e-3, 2.0, -30.0}};
   for (const auto& c : cases) {
     std::vector<double> l = LogLifetimes(c.n);
     if (c.extra != 0) l.insert(l.begin() + static_cast<long>(l.size() / 2), c.extra);
@@ -48,7 +48,8 @@ TEST(WeibullLogLike, VectorKernelMatchesTheFormula) {
     }
     std::vector<float> f(l.begin(), l.end());
     EXPECT_CLOSE(WeibullLogLikeSum(std::span<const float>(f), c.a, c.b),
-                 WeibullLogLikeSumScalar(std::span<const float>(f), c.a, c.b), 1e-6) << c.n << " " << c.b;
+                 WeibullLogLikeSumScalar(std::span<const float>(f), c.a, c.b), 1e-6)
+        << c.n << " " << c.b;
   }
 }
 
