@@ -44,27 +44,21 @@ const std::vector<double> kV{5.8055264161020661,    0.073988880783781519,   -0.3
                              -0.38881886996399484,  -0.0077448919242338685, 0.019380214123485749,
                              0.028812345175638406};
 
-class MulLinRegressBySolver : public testing::TestWithParam<TRegSolveMethod> {};
-
-TEST_P(MulLinRegressBySolver, CoefficientsFittedValuesAndInverseNormalMatrixMatchRInBothPrecisions) {
-  for (TMtxFloatPrecision p : kRealPrecisions) {
-    const TData d = Data(p);
-    const bool single = p == mvSingle;
-    TVec b, yc;
-    TMtx v;
-    MulLinRegress(d.y, d.A, b, true, &yc, &v, GetParam());
-    EXPECT_TRUE(b.FloatPrecision() == p && v.FloatPrecision() == p && yc.FloatPrecision() == p);
-    ExpectAllClose(kCoef, b, single ? 2e-5 : 1e-12);
-    ExpectAllClose(kV, v, single ? 2e-4 : 1e-11);
-    // R: fitted(fit)[c(1, 12)]
-    ExpectAllClose({20.013330254100417, 52.752215980581717}, {yc[0], yc[11]}, single ? 1e-5 : 1e-12);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Solvers, MulLinRegressBySolver, testing::Values(regSolveLQR, regSolveSVD));
-
-TEST(MulLinRegressT, LUSolvesTheSquareSystem) {
-  const TData d = Data(mvDouble, 4);  // [1 | A] is 4 x 4
+TEST(MulLinRegressT, EverySolverMatchesRInBothPrecisions) {
+  for (TRegSolveMethod m : {regSolveLQR, regSolveSVD})
+    for (TMtxFloatPrecision p : kRealPrecisions) {
+      const TData d = Data(p);
+      const bool single = p == mvSingle;
+      TVec b, yc;
+      TMtx v;
+      MulLinRegress(d.y, d.A, b, true, &yc, &v, m);
+      EXPECT_TRUE(b.FloatPrecision() == p && v.FloatPrecision() == p && yc.FloatPrecision() == p);
+      ExpectAllClose(kCoef, b, single ? 2e-5 : 1e-12);
+      ExpectAllClose(kV, v, single ? 2e-4 : 1e-11);
+      // R: fitted(fit)[c(1, 12)]
+      ExpectAllClose({20.013330254100417, 52.752215980581717}, {yc[0], yc[11]}, single ? 1e-5 : 1e-12);
+    }
+  const TData d = Data(mvDouble, 4);  // LU: [1 | A] is 4 x 4
   TVec b;
   MulLinRegress(d.y, d.A, b, true, nullptr, nullptr, regSolveLU);
   // R: solve(cbind(1, x1, x2, x3)[1:4, ], y[1:4])
@@ -160,8 +154,7 @@ TEST(MulLinRegressT, OptionalOutputsMaySkipAndSingularSystemRaisesOnlyForV) {
   const TData d = Data();
   TVec b1, b2;
   TMtx v;
-  MulLinRegress(d.y, d.A, b1);
-  MulLinRegress(d.y, d.A, b2, true, nullptr, &v);
+  MulLinRegress(d.y, d.A, b1), MulLinRegress(d.y, d.A, b2, true, nullptr, &v);
   ExpectAllClose(b1.ToVector(), b2, 0.0);
   // A repeated column: the solver still gives a (minimum-norm) B; (M^T M)^-1 does not exist.
   TMtx A2(12, 2);
@@ -193,25 +186,23 @@ TEST(LinRegressT, WeightedLineAndItsInverseNormalMatrixMatchR) {
   EXPECT_CLOSE(0.99460779335092442, R2(y, yc), 1e-13);
 }
 
-class LinRegressPrecision : public testing::TestWithParam<TMtxFloatPrecision> {};
-
-TEST_P(LinRegressPrecision, ExactLineFarFromTheOriginAndEqualAbscissae) {
-  // y = 3 + 2 (x - x0) with x0 = 1e4 (single) or 1e8 (double): S*Sxx - Sx^2 from raw sums
-  // would cancel every digit of the slope.
-  const double x0 = GetParam() == mvSingle ? 1e4 : 1e8;
-  TVec x(9, GetParam()), y(9, GetParam()), b, xc(4, GetParam());
-  for (int i = 0; i < 9; ++i) x[i] = x0 + i, y[i] = 3.0 + 2.0 * i;
-  LinRegress(x, y, b);
-  EXPECT_EQ(b.FloatPrecision(), GetParam());
-  ExpectAllClose({3.0 - 2.0 * x0, 2.0}, b, TolFor(GetParam()));
-  // All x equal: D = 0, no error, parameters and V not finite.
-  xc.SetVal(2.5);
-  TMtx v;
-  EXPECT_NO_THROW(LinRegress(xc, Vec({1, 2, 3, 4}, GetParam()), b, true, nullptr, nullptr, &v));
-  EXPECT_TRUE(std::isnan(b[1]) && !std::isfinite(v(1, 1)));
+TEST(LinRegressT, ExactLineFarFromTheOriginAndEqualAbscissae) {
+  for (TMtxFloatPrecision p : kRealPrecisions) {
+    // y = 3 + 2 (x - x0) with x0 = 1e4 (single) or 1e8 (double): S*Sxx - Sx^2 from raw sums
+    // would cancel every digit of the slope.
+    const double x0 = p == mvSingle ? 1e4 : 1e8;
+    TVec x(9, p), y(9, p), b, xc(4, p);
+    for (int i = 0; i < 9; ++i) x[i] = x0 + i, y[i] = 3.0 + 2.0 * i;
+    LinRegress(x, y, b);
+    EXPECT_EQ(b.FloatPrecision(), p);
+    ExpectAllClose({3.0 - 2.0 * x0, 2.0}, b, TolFor(p));
+    // All x equal: D = 0, no error, parameters and V not finite.
+    xc.SetVal(2.5);
+    TMtx v;
+    EXPECT_NO_THROW(LinRegress(xc, Vec({1, 2, 3, 4}, p), b, true, nullptr, nullptr, &v));
+    EXPECT_TRUE(std::isnan(b[1]) && !std::isfinite(v(1, 1)));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Precisions, LinRegressPrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
 
 TEST(PRESST, MatchesRAndAlwaysAddsTheIntercept) {
   const TData d = Data();

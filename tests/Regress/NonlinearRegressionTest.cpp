@@ -16,7 +16,7 @@ constexpr double kPi = std::numbers::pi;
 struct TNlsCase {
   const char* file;
   TRegressFun model;
-  bool rSolvesStart1;  // R's nls (default control, maxiter 1000) converges from start 1
+  bool rSolvesStart1 = false;  // R's nls (default control, maxiter 1000) converges from start 1
 };
 
 // The models as the certified files state them. Nelson has two regressors and a logged
@@ -42,8 +42,7 @@ const std::vector<TNlsCase>& NlsCases() {
                 b[5] * std::sin(w / b[3]) + b[7] * std::cos(w / b[6]) + b[8] * std::sin(w / b[6]);
        },
        true},
-      {"Eckerle4.dat", [](B b, double x) { return b[0] / b[1] * std::exp(-0.5 * std::pow((x - b[2]) / b[1], 2)); },
-       false},
+      {"Eckerle4.dat", [](B b, double x) { return b[0] / b[1] * std::exp(-0.5 * std::pow((x - b[2]) / b[1], 2)); }},
       {"Gauss1.dat", Gauss, true},
       {"Gauss2.dat", Gauss, true},
       {"Hahn1.dat",
@@ -51,13 +50,11 @@ const std::vector<TNlsCase>& NlsCases() {
          return (b[0] + x * (b[1] + x * (b[2] + x * b[3]))) / (1 + x * (b[4] + x * (b[5] + x * b[6])));
        },
        true},
-      {"Kirby2.dat", [](B b, double x) { return (b[0] + x * (b[1] + x * b[2])) / (1 + x * (b[3] + x * b[4])); },
-       true},
+      {"Kirby2.dat", [](B b, double x) { return (b[0] + x * (b[1] + x * b[2])) / (1 + x * (b[3] + x * b[4])); }, true},
       {"Lanczos2.dat", Lanczos, false},
       {"Lanczos3.dat", Lanczos, true},
       {"MGH10.dat", [](B b, double x) { return b[0] * std::exp(b[1] / (x + b[2])); }, false},
-      {"MGH17.dat", [](B b, double x) { return b[0] + b[1] * std::exp(-x * b[3]) + b[2] * std::exp(-x * b[4]); },
-       false},
+      {"MGH17.dat", [](B b, double x) { return b[0] + b[1] * std::exp(-x * b[3]) + b[2] * std::exp(-x * b[4]); }},
       {"Misra1a.dat", [](B b, double x) { return b[0] * (1 - std::exp(-b[1] * x)); }, true},
       {"Misra1b.dat", [](B b, double x) { return b[0] * (1 - std::pow(1 + b[1] * x / 2, -2)); }, true},
       {"Misra1c.dat", [](B b, double x) { return b[0] * (1 - std::pow(1 + 2 * b[1] * x, -0.5)); }, true},
@@ -67,7 +64,7 @@ const std::vector<TNlsCase>& NlsCases() {
          return b[0] - b[1] * gNelsonX1[k] * std::exp(-b[2] * gNelsonX2[k]);
        },
        false},
-      {"Rat43.dat", [](B b, double x) { return b[0] / std::pow(1 + std::exp(b[1] - b[2] * x), 1 / b[3]); }, false},
+      {"Rat43.dat", [](B b, double x) { return b[0] / std::pow(1 + std::exp(b[1] - b[2] * x), 1 / b[3]); }},
       {"Roszman1.dat", [](B b, double x) { return b[0] - b[1] * x - std::atan(b[2] / (x - b[3])) / kPi; }, true},
   };
   return cases;
@@ -92,18 +89,11 @@ TCertified LoadNls(const std::string& file) {
   }
   c.x = Vec(x);
   c.y = Vec(y);
-  for (int j = 1;; ++j) {
-    std::string label = "b";
-    label += std::to_string(j);
-    label += " =";
-    bool found = false;
-    for (const std::string& l : f.lines) found |= l.find(label) != std::string::npos;
-    if (!found) break;
-    const std::vector<double> v = f.NumbersAfter(label);
-    c.start[0].push_back(v[0]);
-    c.start[1].push_back(v[1]);
-    c.b.push_back(v[2]);
-    c.sd.push_back(v[3]);
+  // One line per parameter, "bj = start1 start2 certified deviation".
+  const std::vector<double> at = f.NumbersAfter("Starting Values");
+  for (int l = static_cast<int>(at.at(0)); l <= static_cast<int>(at.at(1)); ++l) {
+    const std::vector<double> v = f.NumbersOn(l);
+    c.start[0].push_back(v.at(1)), c.start[1].push_back(v.at(2)), c.b.push_back(v.at(3)), c.sd.push_back(v.at(4));
   }
   c.rss = f.NumbersAfter("Residual Sum of Squares:")[0];
   return c;
