@@ -12,7 +12,7 @@ using namespace RegModels;
 static_assert(rmLine == 0 && rmPower == 1 && rmPoly == 2 && rmExp == 3 && rmMulLi == 4 && rmLogistic == 5 &&
               rmFrac == 6 && rmLn == 7);
 
-TEST(ModelEval, KnownValuesInEveryForm) {
+TEST(ModelEval, KnownValuesInEveryFormAndMulLinEval) {
   const double b[] = {2.0, 3.0};
   // Scalar forms at points with exact answers. Logistic: exp(-2x + 4) = 1 at x = 2; rational:
   // (1 + 2x + 3x^2) / (1 + 0.5x) with NumDeg 2.
@@ -41,16 +41,13 @@ TEST(ModelEval, KnownValuesInEveryForm) {
   EXPECT_CLOSE(3.0 / 4.5, FracEval(fr, 1.0, 1), 1e-15);
   EXPECT_RAISES(FracEval(fr, 1.0, 4), "FracEval: NumDeg out of range");
   EXPECT_RAISES(LineEval(std::span<const double>(fr, 1), 1.0), "LineEval: B.Length < 2");
-}
-
-TEST(ModelEval, MulLinEvalIgnoresTheConstantsPlaceInTheRow) {
-  const double b[] = {1.0, 2.0, 3.0};
+  const double m[] = {1.0, 2.0, 3.0};
   // Deliberate: X[0] is never read, and without Constant B[0] is not used either.
   TVec yc, yc0;
-  MulLinEval(b, Mtx({{10, 100}, {1, 1}}), yc, true);
-  MulLinEval(b, Mtx({{1, 1, 1}}), yc0, false);
+  MulLinEval(m, Mtx({{10, 100}, {1, 1}}), yc, true);
+  MulLinEval(m, Mtx({{1, 1, 1}}), yc0, false);
   ExpectAllClose({321, 320, 321, 6, 6},
-                 {MulLinEval(b, Vec({1e300, 10.0, 100.0}), true), MulLinEval(b, Vec({-7.0, 10.0, 100.0}), false), yc[0],
+                 {MulLinEval(m, Vec({1e300, 10.0, 100.0}), true), MulLinEval(m, Vec({-7.0, 10.0, 100.0}), false), yc[0],
                   yc[1], yc0[0]},
                  0.0);
 }

@@ -1,5 +1,4 @@
-// Probability functions against R and SciPy at ordinary points and in both tails, their
-// support edges and invalid parameters, the vector forms in both precisions, and threads.
+// Probability functions against R and SciPy in the body and both tails, support edges, invalid parameters, vector forms.
 #include <utility>
 
 #include "support/TestSupport.h"
@@ -200,14 +199,13 @@ TEST(ProbabilityValues, InvalidArgumentsGiveNaNWithoutThrowing) {
 }
 
 TEST(ProbabilityValues, FarTailQuantilesAreMonotoneAndSafeForAnyDf) {
-  // Decreasing p across the switch to the log-scale solution (1e-30) down to the smallest
-  // subnormal: every quantile decreases, never jumps up.
+  // p falling across the switch to the log scale (1e-30) to the smallest subnormal: every quantile falls.
   using Q = double (*)(double);
-  const Q quantiles[] = {[](double p) { return FCDFInv(p, 12.29, 12.08); },
-                         [](double p) { return FCDFInv(p, 50, 7); },
-                         [](double p) { return StudentCDFInv(p, 3); },
-                         [](double p) { return ChiSquareCDFInv(p, 3); },
-                         [](double p) { return GammaCDFInv(p, 0.5, 2); }};
+  // clang-format off
+  const Q quantiles[] = {[](double p) { return FCDFInv(p, 12.29, 12.08); }, [](double p) { return FCDFInv(p, 50, 7); },
+      [](double p) { return StudentCDFInv(p, 3); }, [](double p) { return ChiSquareCDFInv(p, 3); },
+      [](double p) { return GammaCDFInv(p, 0.5, 2); }};
+  // clang-format on
   for (std::size_t q = 0; q < std::size(quantiles); ++q) {
     double last = quantiles[q](1e-25);
     for (double p = 3e-26; p > 0; p /= 5) {

@@ -69,7 +69,7 @@ TEST(TRngStream, SpansAndContainersGiveTheSameDraws) {
 }
 
 // Every normal method against the normal CDF (Kolmogorov-Smirnov at the 0.1% level).
-TEST(TRngStream, NormalMethodsFitTheNormalCdf) {
+TEST(TRngStream, NormalMethodsFitTheNormalCdfAndPoissonInversionItsMoments) {
   for (TGaussRandMethod m : {grmZiggurat, grmBoxMuller, grmInversion}) {
     SCOPED_TRACE(m);
     TRngStream s(brgXoshiro256PlusPlus, 77);
@@ -84,9 +84,6 @@ TEST(TRngStream, NormalMethodsFitTheNormalCdf) {
     }
     EXPECT_LT(std::sqrt(n) * d, 1.9495);
   }
-}
-
-TEST(TRngStream, PoissonInversionMatchesItsMoments) {
   TRngStream s(brgXoshiro256PlusPlus, 5);
   TVecInt k(100'000);
   s.RandomPoisson(k, 6.5, prmInversion);
