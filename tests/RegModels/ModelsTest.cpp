@@ -188,15 +188,9 @@ TEST(ModelFitsT, MessagesTextsAndClasses) {
   EXPECT_RAISES(FracFit(b, x2, x2, -1, 2), "FracFit: (NumDeg < 0) or (DenDeg < 0)");
   EXPECT_RAISES(LogisticFit(b, x3, x2s), "LogisticFit: X.Length <> Y.Length");
   EXPECT_RAISES(LogisticFit(b, x2, x2s), "LogisticFit: X.FloatPrecision <> Y.FloatPrecision");
-  // PowerFit raises the runtime's general class, not the library's.
-  try {
-    PowerFit(b, x2, x2s);
-    ADD_FAILURE() << "no exception";
-  } catch (const Kalix::EKalixError&) {
-    ADD_FAILURE() << "PowerFit raised EKalixError";
-  } catch (const std::runtime_error& e) {
-    EXPECT_STREQ("X.Lenght <> Y.FloatPrecision", e.what());
-  }
+  // PowerFit raises the runtime's general class, not the library's (swallowed here, so no throw and a failure).
+  EXPECT_RAISES(PowerFit(b, x2, x2s), "X.Lenght <> Y.FloatPrecision");
+  EXPECT_THROW(try { PowerFit(b, x2, x2s); } catch (const Kalix::EKalixError&) {}, std::runtime_error);
   EXPECT_RAISES(PowerFit(b, x3, x2s), "X.Lenght <> Y.Length");
 }
 
