@@ -210,12 +210,6 @@ TEST(ModelDeriv, GradientsFromTheModelValue) {
   ExpectAllClose({2.0, std::log(4.0) * 4.0}, g, 1e-7);
   ExpDeriv(never, 2.0, 6.0, pars, g, mvDouble);
   ExpectAllClose({3.0, 12.0}, g, 0.0);
-  // The shapes fit TDeriveProc.
-  const TDeriveProc proc = [](const TRegressFun& f, double X, double Y, std::span<const double> P, TVec& G) {
-    PowerDeriv(f, X, Y, P, G);
-  };
-  proc(never, 4.0, y, pars, g);
-  EXPECT_CLOSE(2.0, g[0], 1e-7);
   // Complex and out-of-range tags are refused before Grad is sized.
   for (int tag : {-1, 2, 7}) {
     const auto p = static_cast<Kalix::TMtxFloatPrecision>(tag);

@@ -1,6 +1,4 @@
-// Ridge and principal-component regression against R (MASS::lm.ridge, lm on prcomp scores),
-// their limits (k = 0, all or no components), the standard-deviation floor, messages and
-// threads.
+// Ridge and principal-component regression against R (MASS::lm.ridge, lm on prcomp scores) and their limits.
 
 #include "RegressData.h"
 

@@ -1,5 +1,4 @@
-// Accuracy on certified data: NIST StRD linear regression and one-way ANOVA files, and the
-// Longley data. Each test prints the digits reached (log relative error) and requires 9.
+// NIST StRD linear regression and one-way ANOVA files and Longley: prints the digits reached and requires 9.
 #include <cstdio>
 
 #include "RegressData.h"

@@ -1,6 +1,4 @@
-// Mergeable least squares and one-way ANOVA: merged over 1, 2 and 16 pieces (one empty, half
-// sent through State()) they equal MulLinRegress / RegressTest and ANOVA1, and keep the digits
-// of the NIST StRD certified values.
+// Mergeable least squares and one-way ANOVA over 1, 2 and 16 pieces (one empty, half through State()).
 #include <cstdio>
 #include <span>
 #include <utility>

@@ -1,5 +1,3 @@
-#include <limits>
-
 #include "support/TestSupport.h"
 
 using namespace Kalix;
@@ -8,8 +6,6 @@ using namespace KalixTest;
 static_assert(optConverged == 8, "the iterative fits accept only ordinal 8 as convergence");
 
 namespace {
-
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 double Rosenbrock(const TVec& p, const TVec&, TObjConsts) {
   const double x = p[0], y = p[1];
@@ -88,7 +84,7 @@ TEST(Simplex, StopReasonsIterationCountAndNaNRegion) {
   // A start where the objective is not finite is returned as it is.
   auto logAt = [](const TVec& p, const TVec&, TObjConsts) { return std::log(p[0]); };
   r = Minimise(logAt, {-1});
-  EXPECT_TRUE(r.reason == optBadStart && r.x[0] == -1 && r.iters == 0 && r.fmin == kInf);  // NaN counts as +Inf
+  EXPECT_TRUE(r.reason == optBadStart && r.x[0] == -1 && r.iters == 0 && r.fmin == INF);  // NaN counts as +Inf
   // Defined at the start only: every trial point is NaN.
   auto isolated = [](const TVec& p, const TVec&, TObjConsts) { return p[0] == 2.0 ? 1.0 : std::nan(""); };
   r = Minimise(isolated, {2}, {}, {}, 50);
@@ -152,6 +148,6 @@ TEST(Simplex, ArgumentChecks) {
   // Checks come before anything is evaluated or written.
   EXPECT_EQ(x, (std::vector<double>{1, 2}));
   // Infinite bounds are the unbounded problem.
-  const std::vector<double> ninf{-kInf, -kInf}, pinf{kInf, kInf};
+  const std::vector<double> ninf{-INF, -INF}, pinf{INF, INF};
   EXPECT_EQ(Minimise(Rosenbrock, {-1.2, 1}, ninf, pinf).x, Minimise(Rosenbrock, {-1.2, 1}).x);
 }

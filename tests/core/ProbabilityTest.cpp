@@ -1,4 +1,4 @@
-// Probability functions against R and SciPy in the body and both tails, support edges, invalid parameters, vector forms.
+// Probability functions against R and SciPy in body and tails, support edges, bad parameters, vector forms.
 #include <utility>
 
 #include "support/TestSupport.h"

@@ -1,6 +1,4 @@
-// Random streams: pinned first outputs of each generator kind, the relations between the
-// streams of one generator, the normal methods against the normal CDF, and the process-wide
-// seed source under threads.
+// Random streams: pinned outputs, relations between streams, normal methods, the seed source under threads.
 #include <algorithm>
 #include <cstdint>
 #include <set>
