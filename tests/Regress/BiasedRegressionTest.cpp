@@ -1,8 +1,6 @@
-// Ridge and principal-component regression against R (MASS::lm.ridge, lm on prcomp scores),
-// their limits (k = 0, all or no components), the standard-deviation floor, messages and
-// threads.
+// Ridge and principal-component regression against R (MASS::lm.ridge, lm on prcomp scores) and their limits.
 
-#include "support/TestSupport.h"
+#include "RegressData.h"
 
 namespace {
 
@@ -10,23 +8,13 @@ using namespace KalixTest;
 using Regress::PCRegress;
 using Regress::RidgeRegress;
 
-struct TLongley {
-  TMtx A;
-  TVec y;
-  explicit TLongley(TMtxFloatPrecision p = mvDouble) {
-    const TMtx d = Longley(p, true);
-    Statistics::RemoveColumn(d, A, 6);
-    d.GetCol(y, 6);
-  }
-};
-
 // R: coef(lm(Employed ~ ., longley))
 const std::vector<double> kLongleyLm{-3482.2586345958125,   0.015061872271372992,  -0.035819179292590986,
                                      -0.020202298038168236, -0.010332268671735883, -0.051104105653578973,
                                      1.8291514646135489};
 
 TEST(BiasedRegression, Messages) {
-  const TLongley L;
+  const TYA L = LongleyYA();
   const TVec yc = ComplexVec(), ys = Vec({1, 2}, mvSingle), y2 = Vec({1, 2});
   TVec B;
   double k = 0;
@@ -53,7 +41,7 @@ class RidgePrecision : public testing::TestWithParam<TMtxFloatPrecision> {};
 // Z <- scale(longley[, 1:6]); solve(crossprod(Z) + 0.5 * diag(6), crossprod(Z, y - mean(y))).
 // In single precision k = 0.5 is solved from the normal equations, k = 0.02 by QR.
 TEST_P(RidgePrecision, LongleyMatchesLmRidge) {
-  const TLongley L(GetParam());
+  const TYA L = LongleyYA(GetParam());
   const double tol = GetParam() == mvSingle ? 2e-3 : 1e-10;
   TVec B;
   RidgeRegress(L.y, L.A, 0.5, B);
@@ -73,9 +61,9 @@ TEST_P(RidgePrecision, LongleyMatchesLmRidge) {
 
 INSTANTIATE_TEST_SUITE_P(Precisions, RidgePrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
 
-TEST(RidgeRegress, ZeroKIsLeastSquares) {
+TEST(RidgeRegress, ZeroKIsLeastSquaresAndConstantColumnGetsZero) {
   // Longley (normal equations) and a polynomial (QR of the standardised data).
-  const TLongley L;
+  const TYA L = LongleyYA();
   TVec B;
   RidgeRegress(L.y, L.A, 0, B);
   ExpectAllClose(kLongleyLm, B, 1e-9);
@@ -85,7 +73,8 @@ TEST(RidgeRegress, ZeroKIsLeastSquares) {
   TMtx P(10, 7);
   for (int i = 0; i < 10; ++i)
     for (int j = 0; j < 7; ++j) P(i, j) = std::pow(i + 1.0, j + 1);
-  RidgeRegress(Vec({1.2, 1.9, 3.2, 3.9, 5.1, 6.2, 6.8, 8.1, 9.0, 9.9}), P, 0, B);
+  const TVec y = Vec({1.2, 1.9, 3.2, 3.9, 5.1, 6.2, 6.8, 8.1, 9.0, 9.9});
+  RidgeRegress(y, P, 0, B);
   const std::vector<double> poly{4.0999999999663839,    -7.2179344184495253,  6.2620393070351819,
                                  -2.4068891402446742,   0.51444884363384658,  -0.061936274509022664,
                                  0.0039232026143279962, -0.000101540616245151};
@@ -94,7 +83,7 @@ TEST(RidgeRegress, ZeroKIsLeastSquares) {
   // k = 1e-6 leaves it past the normal equations' condition limit: QR with sqrt(k) I below.
   // R: Z <- scale(P); b <- qr.solve(rbind(Z, sqrt(1e-6) * diag(7)), c(y - mean(y), rep(0, 7)));
   //    B <- b / attr(Z, "scaled:scale"); c(mean(y) - sum(attr(Z, "scaled:center") * B), B)
-  RidgeRegress(Vec({1.2, 1.9, 3.2, 3.9, 5.1, 6.2, 6.8, 8.1, 9.0, 9.9}), P, 1e-6, B);
+  RidgeRegress(y, P, 1e-6, B);
   const std::vector<double> ridge{0.83574514509343789,    0.01881963685610823,    0.37902920913698113,
                                   -0.052760703537554063, 0.0010109849106223359,  0.00021661643566394629,
                                   3.97198683778364e-06,  -1.2013795339849003e-06};
@@ -102,11 +91,7 @@ TEST(RidgeRegress, ZeroKIsLeastSquares) {
   // sqrt of a negative k is NaN, and so is the solution.
   RidgeRegress(L.y, L.A, -1, B);
   EXPECT_TRUE(std::isnan(B[1]));
-}
-
-TEST(RidgeRegress, ConstantColumnGetsZeroCoefficient) {
   // The deviation floor turns a constant column into zeros: the fit is the one without it.
-  const TLongley L;
   TMtx A7(16, 7);
   for (int i = 0; i < 16; ++i)
     for (int j = 0; j < 7; ++j) A7(i, j) = j < 6 ? L.A(i, j) : 7.0;
@@ -123,7 +108,7 @@ TEST(RidgeRegress, ConstantColumnGetsZeroCoefficient) {
 TEST(RidgeOptimalk, SearchRunsToTheLowerBound) {
   // The objective grows with k, so the search ends between the bound eps and its 1e-6 start.
   for (const auto p : kRealPrecisions) {
-    const TLongley L(p);
+    const TYA L = LongleyYA(p);
     double k = -1;
     Regress::RidgeOptimalk(L.y, L.A, k);
     EXPECT_TRUE(k >= (p == mvSingle ? double(Kalix::EPS_SINGLE) : 2.220446049250313e-16) && k < 1e-6) << k;
@@ -131,7 +116,7 @@ TEST(RidgeOptimalk, SearchRunsToTheLowerBound) {
 }
 
 TEST(PCRegress, ComponentLimitsAndPrcompFit) {
-  const TLongley L;
+  const TYA L = LongleyYA();
   TVec B, yc, sd;
   // All components: ordinary least squares.
   PCRegress(L.y, L.A, B, &yc, nullptr, 6);
@@ -159,7 +144,7 @@ TEST(PCRegress, ComponentLimitsAndPrcompFit) {
 }
 
 TEST(PCRegress, WeightedAndDegenerate) {
-  const TLongley L;
+  const TYA L = LongleyYA();
   TVec B, yc, w(16);
   Kalix::Ramp(w, 1, 1);
   // R: w <- (1:16) / sum(1:16); r <- sqrt(w); as the plain fit above on X * r, y * r with 3
@@ -179,7 +164,7 @@ TEST(PCRegress, WeightedAndDegenerate) {
 TEST(BiasedRegression, ConcurrentCallsAgree) {
   // Ridge, principal-component regression (correlation PCA) and covariance PCA side by side.
   EXPECT_EQ(0, ConcurrentMismatches([](int t) {
-              const TLongley L;
+              const TYA L = LongleyYA();
               TVec B, yc;
               TMtx PC, Z;
               if (t % 3 == 0) RidgeRegress(L.y, L.A, 0.01 * (t + 1), B);

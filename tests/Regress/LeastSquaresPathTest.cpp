@@ -1,6 +1,4 @@
-// MulLinRegress's solve paths: corrected normal equations for well-conditioned designs (with
-// and without constant and weights, single and double), the QR fallback for rank-deficient
-// and ill-conditioned designs, and extended-precision refinement where double falls short.
+// MulLinRegress's paths: corrected normal equations, the QR fallback, and refinement where double falls short.
 
 #include "support/TestSupport.h"
 

@@ -16,11 +16,7 @@ static_assert(regSolveLQR == 0 && regSolveSVD == 1 && regSolveLU == 2);
     .FStats = {.SSE = 0, .SSR = 0, .dFE = 0, .dFR = 0, .F = 0, .Signif = 0}};
 // clang-format on
 
-// The data of the R commands below: y ~ x1 + x2 + x3 with weights w.
-//   x1 <- 1:12; x2 <- c(4.1, 2.3, 5.7, 1.2, 8.8, 3.3, 6.1, 7.4, 2.9, 9.5, 4.4, 6.6)
-//   x3 <- c(10, 12, 9, 15, 11, 14, 8, 13, 16, 10, 12, 11)
-//   y <- c(20.1, 21.7, 27.9, 25.3, 37.2, 33.0, 35.8, 44.1, 40.2, 52.6, 47.3, 53.9)
-//   w <- c(1, 2, 1.5, 0.5, 1, 3, 2, 1, 0.8, 1.2, 2.5, 1)
+// The data of the R commands below: y ~ x1 + x2 + x3 with weights w, x1 <- 1:12 and x2, x3, y, w as written here.
 struct TData {
   TMtx A;
   TVec y, w;
@@ -44,46 +40,47 @@ const std::vector<double> kV{5.8055264161020661,    0.073988880783781519,   -0.3
                              -0.38881886996399484,  -0.0077448919242338685, 0.019380214123485749,
                              0.028812345175638406};
 
-class MulLinRegressBySolver : public testing::TestWithParam<TRegSolveMethod> {};
-
-TEST_P(MulLinRegressBySolver, CoefficientsFittedValuesAndInverseNormalMatrixMatchRInBothPrecisions) {
-  for (TMtxFloatPrecision p : kRealPrecisions) {
-    const TData d = Data(p);
-    const bool single = p == mvSingle;
-    TVec b, yc;
-    TMtx v;
-    MulLinRegress(d.y, d.A, b, true, &yc, &v, GetParam());
-    EXPECT_TRUE(b.FloatPrecision() == p && v.FloatPrecision() == p && yc.FloatPrecision() == p);
-    ExpectAllClose(kCoef, b, single ? 2e-5 : 1e-12);
-    ExpectAllClose(kV, v, single ? 2e-4 : 1e-11);
-    // R: fitted(fit)[c(1, 12)]
-    ExpectAllClose({20.013330254100417, 52.752215980581717}, {yc[0], yc[11]}, single ? 1e-5 : 1e-12);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Solvers, MulLinRegressBySolver, testing::Values(regSolveLQR, regSolveSVD));
-
-TEST(MulLinRegressT, LUSolvesTheSquareSystem) {
-  const TData d = Data(mvDouble, 4);  // [1 | A] is 4 x 4
+TEST(MulLinRegressT, EverySolverMatchesRInBothPrecisions) {
+  for (TRegSolveMethod m : {regSolveLQR, regSolveSVD})
+    for (TMtxFloatPrecision p : kRealPrecisions) {
+      const TData d = Data(p);
+      const bool single = p == mvSingle;
+      TVec b, yc;
+      TMtx v;
+      MulLinRegress(d.y, d.A, b, true, &yc, &v, m);
+      EXPECT_TRUE(b.FloatPrecision() == p && v.FloatPrecision() == p && yc.FloatPrecision() == p);
+      ExpectAllClose(kCoef, b, single ? 2e-5 : 1e-12);
+      ExpectAllClose(kV, v, single ? 2e-4 : 1e-11);
+      // R: fitted(fit)[c(1, 12)]
+      ExpectAllClose({20.013330254100417, 52.752215980581717}, {yc[0], yc[11]}, single ? 1e-5 : 1e-12);
+    }
+  const TData d = Data(mvDouble, 4);  // LU: [1 | A] is 4 x 4
   TVec b;
   MulLinRegress(d.y, d.A, b, true, nullptr, nullptr, regSolveLU);
   // R: solve(cbind(1, x1, x2, x3)[1:4, ], y[1:4])
   ExpectAllClose({30.924657534246542, 3.5397260273972582, -0.35616438356164098, -1.2904109589041068}, b, 1e-12);
 }
 
-TEST(MulLinRegressT, WeightedFitMatchesRWithFittedValuesOnTheDataScale) {
-  const TData d = Data();
+// MulLinRegress, then RegressTest on its fitted values.
+struct TFit {
   TVec b, yc, res, sd;
   TMtx v;
-  MulLinRegress(d.y, d.A, b, d.w, true, &yc, &v, regSolveLQR);
+  TRegStats st;
+  TFit(const TData& d, bool constant, const TVec* w) {
+    if (w) MulLinRegress(d.y, d.A, b, *w, constant, &yc, &v, regSolveLQR);
+    if (!w) MulLinRegress(d.y, d.A, b, constant, &yc, &v);
+    RegressTest(d.y, yc, v, st, res, sd, constant, w);
+  }
+};
+
+TEST(MulLinRegressT, WeightedFitMatchesRWithFittedValuesOnTheDataScale) {
+  const TData d = Data();
+  const auto& [b, yc, res, sd, v, st] = TFit(d, true, &d.w);
   // R: fw <- lm(y ~ x1 + x2 + x3, weights = w); coef(fw); fitted(fw)[c(1, 12)]; vcov(fw)[1, 1] / sigma^2
   ExpectAllClose({6.4086891605186267, 2.5583815255458919, 1.5566546031715021, 0.46494975250801779}, b, 1e-12);
   ExpectAllClose({19.998852084147856, 52.49763512558944}, {yc[0], yc[11]}, 1e-12);
   // (D^T W D)^-1, not scaled by sum(w)
   ExpectAllClose({4.1053418734500289, 0.020410107046558209}, {v(0, 0), v(3, 3)}, 1e-11);
-
-  TRegStats st;
-  RegressTest(d.y, yc, v, st, res, sd, true, &d.w);
   // R: summary(fw)$sigma, $r.squared, $adj.r.squared, $fstatistic; pf(F, 3, 8, lower = FALSE); coef(summary(fw))[, 2]
   ExpectAllClose({1.3791944030775529, 0.99196091379897966, 0.98894625647359702, 329.04599320357875},
                  {st.StdError, st.R2, st.AdjustedR2, st.FStats.F}, 1e-11);
@@ -93,11 +90,7 @@ TEST(MulLinRegressT, WeightedFitMatchesRWithFittedValuesOnTheDataScale) {
 
 TEST(RegressTestT, StatisticsMatchRSummary) {
   const TData d = Data();
-  TVec b, yc, res, sd;
-  TMtx v;
-  MulLinRegress(d.y, d.A, b, true, &yc, &v);
-  TRegStats st;
-  RegressTest(d.y, yc, v, st, res, sd);
+  const auto& [b, yc, res, sd, v, st] = TFit(d, true, nullptr);
   // R: sum(resid(f)^2); sum((y - mean(y))^2); summary(f)$sigma, $r.squared, $adj.r.squared, $fstatistic
   ExpectAllClose(
       {9.9145912318312064, 1450.5891666666666, 1450.5891666666666 - 9.9145912318312064, 1.1132492550991897,
@@ -118,13 +111,9 @@ TEST(RegressTestT, StatisticsMatchRSummary) {
 
 TEST(RegressTestT, WithoutConstantSSTIsAboutZeroAndDegreesOfFreedomDoNotChange) {
   const TData d = Data();
-  TVec b, yc, res, sd;
-  TMtx v;
-  MulLinRegress(d.y, d.A, b, false, &yc, &v);
+  const auto& [b, yc, res, sd, v, st] = TFit(d, false, nullptr);
   // R: f0 <- lm(y ~ 0 + x1 + x2 + x3); coef(summary(f0))[, 1:2]
   ExpectAllClose({2.5012353685137119, 1.9322060960324028, 0.86752726048671147}, b, 1e-12);
-  TRegStats st;
-  RegressTest(d.y, yc, v, st, res, sd, false);
   ExpectAllClose({0.14364392844816978, 0.16099124427626824, 0.07811559450507928}, sd, 1e-11);
   // Deliberate: dfT = n - 1 and dFR = p - 1 as with a constant (R's summary would use p and n).
   EXPECT_EQ((std::vector<int>{11, 2, 9}), (std::vector<int>{st.dfT, st.FStats.dFR, st.dfE}));
@@ -160,8 +149,7 @@ TEST(MulLinRegressT, OptionalOutputsMaySkipAndSingularSystemRaisesOnlyForV) {
   const TData d = Data();
   TVec b1, b2;
   TMtx v;
-  MulLinRegress(d.y, d.A, b1);
-  MulLinRegress(d.y, d.A, b2, true, nullptr, &v);
+  MulLinRegress(d.y, d.A, b1), MulLinRegress(d.y, d.A, b2, true, nullptr, &v);
   ExpectAllClose(b1.ToVector(), b2, 0.0);
   // A repeated column: the solver still gives a (minimum-norm) B; (M^T M)^-1 does not exist.
   TMtx A2(12, 2);
@@ -193,25 +181,22 @@ TEST(LinRegressT, WeightedLineAndItsInverseNormalMatrixMatchR) {
   EXPECT_CLOSE(0.99460779335092442, R2(y, yc), 1e-13);
 }
 
-class LinRegressPrecision : public testing::TestWithParam<TMtxFloatPrecision> {};
-
-TEST_P(LinRegressPrecision, ExactLineFarFromTheOriginAndEqualAbscissae) {
-  // y = 3 + 2 (x - x0) with x0 = 1e4 (single) or 1e8 (double): S*Sxx - Sx^2 from raw sums
-  // would cancel every digit of the slope.
-  const double x0 = GetParam() == mvSingle ? 1e4 : 1e8;
-  TVec x(9, GetParam()), y(9, GetParam()), b, xc(4, GetParam());
-  for (int i = 0; i < 9; ++i) x[i] = x0 + i, y[i] = 3.0 + 2.0 * i;
-  LinRegress(x, y, b);
-  EXPECT_EQ(b.FloatPrecision(), GetParam());
-  ExpectAllClose({3.0 - 2.0 * x0, 2.0}, b, TolFor(GetParam()));
-  // All x equal: D = 0, no error, parameters and V not finite.
-  xc.SetVal(2.5);
-  TMtx v;
-  EXPECT_NO_THROW(LinRegress(xc, Vec({1, 2, 3, 4}, GetParam()), b, true, nullptr, nullptr, &v));
-  EXPECT_TRUE(std::isnan(b[1]) && !std::isfinite(v(1, 1)));
+TEST(LinRegressT, ExactLineFarFromTheOriginAndEqualAbscissae) {
+  for (TMtxFloatPrecision p : kRealPrecisions) {
+    // y = 3 + 2 (x - x0), x0 = 1e4 or 1e8: S*Sxx - Sx^2 from raw sums would cancel every digit of the slope.
+    const double x0 = p == mvSingle ? 1e4 : 1e8;
+    TVec x(9, p), y(9, p), b, xc(4, p);
+    for (int i = 0; i < 9; ++i) x[i] = x0 + i, y[i] = 3.0 + 2.0 * i;
+    LinRegress(x, y, b);
+    EXPECT_EQ(b.FloatPrecision(), p);
+    ExpectAllClose({3.0 - 2.0 * x0, 2.0}, b, TolFor(p));
+    // All x equal: D = 0, no error, parameters and V not finite.
+    xc.SetVal(2.5);
+    TMtx v;
+    EXPECT_NO_THROW(LinRegress(xc, Vec({1, 2, 3, 4}, p), b, true, nullptr, nullptr, &v));
+    EXPECT_TRUE(std::isnan(b[1]) && !std::isfinite(v(1, 1)));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Precisions, LinRegressPrecision, testing::ValuesIn(kRealPrecisions), PrecisionName);
 
 TEST(PRESST, MatchesRAndAlwaysAddsTheIntercept) {
   const TData d = Data();

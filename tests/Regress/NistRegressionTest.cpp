@@ -1,8 +1,7 @@
-// Accuracy on certified data: NIST StRD linear regression and one-way ANOVA files, and the
-// Longley data. Each test prints the digits reached (log relative error) and requires 9.
+// NIST StRD linear regression and one-way ANOVA files and Longley: prints the digits reached and requires 9.
 #include <cstdio>
 
-#include "support/TestSupport.h"
+#include "RegressData.h"
 
 namespace {
 
@@ -54,20 +53,12 @@ class NistRegression : public testing::TestWithParam<TRegressionFile> {};
 TEST_P(NistRegression, CertifiedCoefficientsDeviationsAndFit) {
   const TRegressionFile& c = GetParam();
   const TNistFile f = LoadNist(std::string(c.name) + ".dat");
-  ASSERT_FALSE(f.data.empty());
-  const int n = static_cast<int>(f.data.size());
-  TVec y(n);
-  TMtx A(n, c.degree);
-  for (int i = 0; i < n; ++i) {
-    y[i] = f.data[static_cast<std::size_t>(i)][0];
-    double xp = 1.0;
-    for (int j = 0; j < c.degree; ++j) A(i, j) = xp *= f.data[static_cast<std::size_t>(i)][1];
-  }
+  const TYA d = NistPolynomial(f, c.degree);
   // Certified parameters are named B0.. with a constant, B1.. without.
   std::vector<std::vector<double>> cert;
   for (int k = c.constant ? 0 : 1; k <= c.degree; ++k)
     cert.push_back(f.NumbersAfter(std::string(1, 'B') += std::to_string(k)));
-  ExpectCertifiedFit(std::string(c.name) + ":", y, A, c.constant, cert, f.NumbersAfter("Standard Deviation").at(0),
+  ExpectCertifiedFit(std::string(c.name) + ":", d.y, d.A, c.constant, cert, f.NumbersAfter("Standard Deviation").at(0),
                      f.NumbersAfter("R-Squared").at(0), f.NumbersAfter("Regression").at(1), c.bDigits);
 }
 
@@ -81,14 +72,10 @@ INSTANTIATE_TEST_SUITE_P(StRD, NistRegression,
 
 // Longley's regressors GNP.deflator, GNP, Unemployed, Armed.Forces, Population, Year; response Employed.
 TEST(NistRegressionLongley, CoefficientsAndStandardErrors) {
-  const TMtx d = Longley(Kalix::mvDouble, true);
-  TMtx A;
-  TVec y;
-  Statistics::RemoveColumn(d, A, 6);
-  d.GetCol(y, 6);
+  const TYA d = LongleyYA();
   // R: coef(summary(lm(Employed ~ ., longley)))[, 1:2] (agrees with NIST's certified values);
   //    summary(fit)$sigma, $r.squared
-  ExpectCertifiedFit("Longley:", y, A, true,
+  ExpectCertifiedFit("Longley:", d.y, d.A, true,
                      {{-3.4822586345958148e+03, 8.9042038360737570e+02},
                       {1.5061872271372779e-02, 8.4914925774767377e-02},
                       {-3.5819179292591000e-02, 3.3491007772243411e-02},
@@ -105,24 +92,16 @@ class NistAnova : public testing::TestWithParam<const char*> {};
 
 TEST_P(NistAnova, CertifiedSumsOfSquaresMeanSquaresAndF) {
   const TNistFile f = LoadNist(std::string(GetParam()) + ".dat");
-  ASSERT_FALSE(f.data.empty());
-  const int n = static_cast<int>(f.data.size());
-  TVec x(n);
-  TVecInt g(n);
-  int k = 0;
-  for (int i = 0; i < n; ++i) {
-    const auto& row = f.data[static_cast<std::size_t>(i)];
-    g[i] = static_cast<int>(row[0]) - 1, x[i] = row[1];
-    k = std::max(k, g[i] + 1);
-  }
-  // Every file is balanced, so the matrix form (one column per group) applies as well.
-  const int r = n / k;
-  TMtx m(r, k);
-  std::vector<int> filled(static_cast<std::size_t>(k), 0);
-  for (int i = 0; i < n; ++i) m(filled[static_cast<std::size_t>(g[i])]++, g[i]) = x[i];
-
   const std::vector<double> between = f.NumbersAfter("Between"), within = f.NumbersAfter("Within");
   ASSERT_TRUE(between.size() == 4u && within.size() == 3u);
+  TVec x;
+  TVecInt g;
+  NistGroups(f, x, g);
+  // Every file is balanced, so the matrix form (one column per group) applies as well.
+  const int k = static_cast<int>(between[0]) + 1;
+  TMtx m(x.Length() / k, k);
+  std::vector<int> filled(static_cast<std::size_t>(k), 0);
+  for (int i = 0; i < x.Length(); ++i) m(filled[static_cast<std::size_t>(g[i])]++, g[i]) = x[i];
   double p1, p2;
   const TANOVA1Result forms[2] = {ANOVA1(x, g, p1), ANOVA1(m, p2)};
   const char* names[2] = {"indexed", "columns"};

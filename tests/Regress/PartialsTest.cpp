@@ -1,24 +1,15 @@
-// Mergeable least squares and one-way ANOVA: merged over 1, 2 and 16 pieces (one empty, half
-// sent through State()) they equal MulLinRegress / RegressTest and ANOVA1, and keep the digits
-// of the NIST StRD certified values.
-#include <cmath>
+// Mergeable least squares and one-way ANOVA over 1, 2 and 16 pieces (one empty, half through State()).
 #include <cstdio>
-#include <limits>
 #include <span>
-#include <string>
 #include <utility>
-#include <vector>
 
+#include "RegressData.h"
 #include "support/Pieces.h"
-#include "support/TestSupport.h"
 
 namespace {
 
 using namespace KalixTest;
 using namespace Regress;
-using Kalix::mvDouble;
-using Kalix::mvSingle;
-using Kalix::TMtxFloatPrecision;
 
 // Rows [s.first, s.first + s.second) of y and A, in precision p.
 std::pair<TVec, TMtx> RowsOf(const TVec& y, const TMtx& A, std::pair<int, int> s, TMtxFloatPrecision p) {
@@ -117,27 +108,17 @@ INSTANTIATE_TEST_SUITE_P(Splits, LeastSquaresPartialT, testing::Values(1, 2, 16)
 // Certified NIST StRD fits over 16 pieces: at least the digits MulLinRegress reaches (less half
 // a digit), and at least 9.
 TEST(LeastSquaresPartial, CertifiedDigits) {
-  struct TFile {
-    const char* name;
-    int degree;
-  };
-  for (const TFile c : {TFile{"Norris", 1}, TFile{"Pontius", 2}, TFile{"Wampler1", 5}, TFile{"Wampler3", 5}}) {
-    SCOPED_TRACE(c.name);
-    const TNistFile f = LoadNist(std::string(c.name) + ".dat");
-    const int n = static_cast<int>(f.data.size());
-    TVec y(n);
-    TMtx A(n, c.degree);
-    for (int i = 0; i < n; ++i) {
-      y[i] = f.data[static_cast<std::size_t>(i)][0];
-      double xp = 1.0;
-      for (int j = 0; j < c.degree; ++j) A(i, j) = xp *= f.data[static_cast<std::size_t>(i)][1];
-    }
+  for (const auto& [name, degree] :
+       {std::pair{"Norris", 1}, std::pair{"Pontius", 2}, std::pair{"Wampler1", 5}, std::pair{"Wampler3", 5}}) {
+    SCOPED_TRACE(name);
+    const TNistFile f = LoadNist(std::string(name) + ".dat");
+    const auto [y, A] = NistPolynomial(f, degree);
     const TInMemory mem = InMemoryFit(y, A, true);
     TVec b, sd;
     TLeastSquaresStats st;
     MergedFit(y, A, true, 16).Finish(b, sd, st);
-    std::string report = std::string(c.name) + ":";
-    for (int k = 0; k <= c.degree; ++k) {
+    std::string report = std::string(name) + ":";
+    for (int k = 0; k <= degree; ++k) {
       const std::vector<double> cert = f.NumbersAfter(std::string(1, 'B') += std::to_string(k));
       for (const auto& [ours, theirs, certified] :
            {std::tuple{b[k], mem.b[k], cert.at(0)}, std::tuple{sd[k], mem.sd[k], cert.at(1)}}) {
@@ -153,25 +134,6 @@ TEST(LeastSquaresPartial, CertifiedDigits) {
   }
 }
 
-// Longley's ill-conditioned design: the merged factor agrees with the in-memory fit.
-TEST(LeastSquaresPartial, LongleyAgreesWithInMemory) {
-  const TMtx L = Longley(mvDouble, true);
-  TMtx A(L.Rows(), 6);
-  TVec y(L.Rows());
-  for (int i = 0; i < L.Rows(); ++i) {
-    y[i] = L(i, 6);
-    for (int j = 0; j < 6; ++j) A(i, j) = L(i, j);
-  }
-  const TInMemory mem = InMemoryFit(y, A, true);
-  TVec b, sd;
-  TLeastSquaresStats st;
-  MergedFit(y, A, true, 16).Finish(b, sd, st);
-  for (int k = 0; k < 7; ++k) {
-    EXPECT_GE(LRE(b[k], mem.b[k]), 9.0) << k;
-    EXPECT_GE(LRE(sd[k], mem.sd[k]), 9.0) << k;
-  }
-}
-
 class Anova1PartialT : public testing::TestWithParam<int> {};
 
 // SmLs01-03 over pieces: the certified sums of squares and F, and ANOVA1's table; on top of
@@ -181,17 +143,14 @@ TEST_P(Anova1PartialT, CertifiedSmLsAndEqualToAnova1) {
     for (const char* name : {"SmLs01", "SmLs02", "SmLs03"}) {
       SCOPED_TRACE(std::string(name) + (offset ? "+1e9" : ""));
       const TNistFile f = LoadNist(std::string(name) + ".dat");
-      const int n = static_cast<int>(f.data.size());
-      TVec x(n), d(n);
-      TVecInt g(n);
-      for (int i = 0; i < n; ++i) {
-        g[i] = static_cast<int>(f.data[static_cast<std::size_t>(i)][0]) - 1;
-        x[i] = f.data[static_cast<std::size_t>(i)][1] + offset;
-        d[i] = x[i] - (offset ? x[0] : 0.0);
-      }
+      TVec x;
+      TVecInt g;
+      NistGroups(f, x, g, offset);
+      TVec d = x;
+      Kalix::Sub(d, offset ? x[0] : 0.0);
       TAnova1Partial total;
       int i = 0;
-      for (const auto& [start, len] : Pieces(n, GetParam())) {
+      for (const auto& [start, len] : Pieces(x.Length(), GetParam())) {
         TVec xs(len);
         TVecInt gs(len);
         for (int j = 0; j < len; ++j) xs[j] = x[start + j], gs[j] = g[start + j];
@@ -219,8 +178,7 @@ INSTANTIATE_TEST_SUITE_P(Splits, Anova1PartialT, testing::Values(1, 2, 16));
 // A group number below the largest that never occurs: NaN between and within sums, as ANOVA1.
 TEST(Anova1Partial, MissingGroupGivesNaNAsAnova1) {
   const TVec x = Vec({1, 2, 3, 5, 8, 13});
-  TVecInt g(6);
-  for (int i = 0; i < 6; ++i) g[i] = i < 3 ? 0 : 2;
+  const TVecInt g({0, 0, 0, 2, 2, 2});
   TAnova1Partial a;
   a.Add(x, g);
   double p, pMem;

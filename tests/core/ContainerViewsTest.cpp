@@ -12,7 +12,7 @@ struct alignas(64) TBlock {
   double d[8] = {4, 1, 3, 2, 8, 6, 5, 7};
 };
 
-TEST(ContainerViews, ReadInPlaceAndDetachOnSizing) {
+TEST(ContainerViews, ReadInPlaceDetachOnSizingInEveryType) {
   TBlock b;
   const TVec v = TVec::View(b.d, 4);
   EXPECT_TRUE(v.IsView() && v.data() == b.d && Sum(v) == 10.0);
@@ -27,12 +27,9 @@ TEST(ContainerViews, ReadInPlaceAndDetachOnSizing) {
   EXPECT_TRUE(b.d[0] == 40.0 && b.d[3] == 2.0);  // the caller's memory is never written
   const TMtx m = TMtx::View(b.d, 2, 4);
   EXPECT_TRUE(m.IsView() && m(1, 0) == 8.0);
-}
-
-TEST(ContainerViews, SinglePrecisionAndIntegers) {
   alignas(64) float f[4] = {1.5F, 2.5F, 3.5F, 4.5F};
-  const TVec v = TVec::View(f, 4, mvSingle);
-  EXPECT_TRUE(v.FloatPrecision() == mvSingle && v[1] == 2.5);
+  const TVec vf = TVec::View(f, 4, mvSingle);
+  EXPECT_TRUE(vf.FloatPrecision() == mvSingle && vf[1] == 2.5);
   alignas(64) std::int32_t k[3] = {2, 0, 1};
   const TVecInt g = TVecInt::View(k, 3);
   EXPECT_TRUE(g.IsView() && g[2] == 1);

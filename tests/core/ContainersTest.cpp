@@ -27,16 +27,12 @@ TEST(TVec, SizingKeepsOrClearsAsDocumented) {
   EXPECT_RAISES(v.Size(-1), "Size: negative dimension");
   TMtx big;
   EXPECT_RAISES(big.Size(1 << 16, 1 << 16), "Size: too many elements");
-}
-
-TEST(TVec, LargeBlocksAreZeroedAndKeptOnResize) {
-  // Above the direct-mapping threshold of the allocator.
-  TVec v(1 << 20);
-  EXPECT_EQ(0.0, Sum(v));
-  v[0] = 1;
-  v[(1 << 20) - 1] = 2;
-  v.Resize(3 << 20);
-  EXPECT_TRUE(v[0] == 1.0 && v[(1 << 20) - 1] == 2.0 && Sum(v) == 3.0);
+  // Above the direct-mapping threshold of the allocator: zeroed, and kept on resizing.
+  TVec l(1 << 20);
+  EXPECT_EQ(0.0, Sum(l));
+  l[0] = 1, l[(1 << 20) - 1] = 2;
+  l.Resize(3 << 20);
+  EXPECT_TRUE(l[0] == 1.0 && l[(1 << 20) - 1] == 2.0 && Sum(l) == 3.0);
 }
 
 TEST(TVec, CheckedAccess) {
@@ -56,8 +52,7 @@ TEST(TVec, CheckedAccess) {
 }
 
 TEST(TVec, CopiesAreDeepAndMovesEmptyTheSource) {
-  TVec a = Vec({1, 2, 3});
-  TVec b = a;
+  TVec a = Vec({1, 2, 3}), b = a;
   b[0] = 9;
   EXPECT_EQ(1.0, a[0]);
   TVec c = std::move(a);
@@ -84,7 +79,7 @@ TEST(TVec, StandardRangeAccess) {
   EXPECT_EQ(k.data() + 3, k.end());
 }
 
-TEST(TMtx, ShapeRowsAndColumns) {
+TEST(TMtx, ShapeRowsColumnsAndIntegerVectors) {
   TMtx a = Mtx({{1, 2, 3}, {4, 5, 6}});
   EXPECT_TRUE(a.Rows() == 2 && a.Cols() == 3 && a(1, 2) == 6.0);
   EXPECT_RAISES(a.Values(2, 0), "Values: index out of range");
@@ -100,9 +95,7 @@ TEST(TMtx, ShapeRowsAndColumns) {
   TMtx t;
   Transp(t, a);
   EXPECT_TRUE(t.Rows() == 3 && t(1, 0) == 8.0);
-}
-
-TEST(TVecInt, PrecisionsAndLists) {
+  // Integer vectors in their precisions, and vector lists.
   TVecInt i({300, -2, 7}), bytes(2, prUInt8);
   bytes[0] = 255;
   EXPECT_TRUE(i.IntPrecision() == prInt32 && i[1] == -2 && bytes[0] == 255);
@@ -116,7 +109,7 @@ TEST(TVecInt, PrecisionsAndLists) {
   EXPECT_RAISES(list.ComposeRowMatrix(m), "ComposeRowMatrix: vectors differ in length or precision");
 }
 
-TEST(ScalarMath, RoundingAndSplitting) {
+TEST(ScalarMath, RoundingSplittingAndElementWiseOps) {
   // Halves go to the even neighbour.
   EXPECT_EQ((std::vector<double>{2, 4, -2, 3}), (std::vector<double>{Round(2.5), Round(3.5), Round(-2.5), Round(2.6)}));
   EXPECT_EQ(0, aRound(NAN));
@@ -125,9 +118,7 @@ TEST(ScalarMath, RoundingAndSplitting) {
   TruncAndFrac(-2.75, i, f);
   EXPECT_TRUE(i == -2.0 && f == -0.75) << i << " " << f;
   EXPECT_TRUE(IntPower(2.0, -3) == 1.0 / 8.0 && IntPower(0.5F, 0) == 1.0F);
-}
-
-TEST(Ops, ElementWiseKeepPrecisionAndCheckShapes) {
+  // Element-wise operations keep the precision and check shapes.
   TVec y;
   Sqrt(y, Vec({1, 4, 9}, mvSingle));
   EXPECT_TRUE(y.FloatPrecision() == mvSingle && y.ToVector() == std::vector<double>({1, 2, 3}));

@@ -1,5 +1,3 @@
-#include <limits>
-
 #include "support/TestSupport.h"
 
 using namespace Kalix;
@@ -7,11 +5,8 @@ using namespace KalixTest;
 
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
 double Rosen(const TVec& p, const TVec&, TObjConsts) {
-  const double x = p[0], y = p[1];
-  return (1 - x) * (1 - x) + 100 * (y - x * x) * (y - x * x);
+  return (1 - p[0]) * (1 - p[0]) + 100 * (p[1] - p[0] * p[0]) * (p[1] - p[0] * p[0]);
 }
 void RosenGrad(const TVec& p, const TVec&, TObjConsts, TVec& g) {
   const double x = p[0], y = p[1];
@@ -39,21 +34,15 @@ TRun Minimise(TWhich w, std::vector<double> start, int maxIter = 5000, TMtxFloat
   r.x = std::move(start);
   const TGradProc grad = (w == wBFGS || w == wConjGrad) ? TGradProc(RosenGrad) : TGradProc();
   const bool bounded = !lo.empty();
-  switch (w) {
-    case wMarquardt:
-    case wMarquardtNumeric:
-      r.iters = Marquardt(RosenRes, w == wMarquardt ? TJacobianProc(RosenJac) : TJacobianProc(), r.x, {}, {}, r.fmin,
-                          r.reason, &r.invH, p, maxIter);
-      break;
-    case wBFGS:
-    case wBFGSNumeric:
-      r.iters = bounded ? BFGS(Rosen, grad, r.x, {}, {}, lo, hi, r.fmin, r.reason, &r.invH, p, maxIter)
-                        : BFGS(Rosen, grad, r.x, {}, {}, r.fmin, r.reason, &r.invH, p, maxIter);
-      break;
-    default:
-      r.iters = bounded ? ConjGrad(Rosen, grad, r.x, {}, {}, lo, hi, r.fmin, r.reason, &r.invH, p, maxIter)
-                        : ConjGrad(Rosen, grad, r.x, {}, {}, r.fmin, r.reason, &r.invH, p, maxIter);
-  }
+  if (w == wMarquardt || w == wMarquardtNumeric)
+    r.iters = Marquardt(RosenRes, w == wMarquardt ? TJacobianProc(RosenJac) : TJacobianProc(), r.x, {}, {}, r.fmin,
+                        r.reason, &r.invH, p, maxIter);
+  else if (w == wBFGS || w == wBFGSNumeric)
+    r.iters = bounded ? BFGS(Rosen, grad, r.x, {}, {}, lo, hi, r.fmin, r.reason, &r.invH, p, maxIter)
+                      : BFGS(Rosen, grad, r.x, {}, {}, r.fmin, r.reason, &r.invH, p, maxIter);
+  else
+    r.iters = bounded ? ConjGrad(Rosen, grad, r.x, {}, {}, lo, hi, r.fmin, r.reason, &r.invH, p, maxIter)
+                      : ConjGrad(Rosen, grad, r.x, {}, {}, r.fmin, r.reason, &r.invH, p, maxIter);
   return r;
 }
 
@@ -123,7 +112,7 @@ TEST(GradientOptimisers, StopReasons) {
   double fmin = 0;
   TOptStopReason why;
   auto res = [](const TVec& p, const TVec&, TObjConsts, TVec& r) {
-    r = Vec({p[0] > 2 ? std::numeric_limits<double>::quiet_NaN() : p[0] - 1.5, 0.1 * (p[0] - 1.5)});
+    r = Vec({p[0] > 2 ? std::nan("") : p[0] - 1.5, 0.1 * (p[0] - 1.5)});
   };
   Marquardt(res, {}, x, {}, {}, fmin, why);
   EXPECT_EQ(why, optConverged);

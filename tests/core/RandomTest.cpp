@@ -1,6 +1,4 @@
-// Random streams: pinned first outputs of each generator kind, the relations between the
-// streams of one generator, the normal methods against the normal CDF, and the process-wide
-// seed source under threads.
+// Random streams: pinned outputs, relations between streams, normal methods, the seed source under threads.
 #include <algorithm>
 #include <cstdint>
 #include <set>
@@ -69,7 +67,7 @@ TEST(TRngStream, SpansAndContainersGiveTheSameDraws) {
 }
 
 // Every normal method against the normal CDF (Kolmogorov-Smirnov at the 0.1% level).
-TEST(TRngStream, NormalMethodsFitTheNormalCdf) {
+TEST(TRngStream, NormalMethodsFitTheNormalCdfAndPoissonInversionItsMoments) {
   for (TGaussRandMethod m : {grmZiggurat, grmBoxMuller, grmInversion}) {
     SCOPED_TRACE(m);
     TRngStream s(brgXoshiro256PlusPlus, 77);
@@ -84,9 +82,6 @@ TEST(TRngStream, NormalMethodsFitTheNormalCdf) {
     }
     EXPECT_LT(std::sqrt(n) * d, 1.9495);
   }
-}
-
-TEST(TRngStream, PoissonInversionMatchesItsMoments) {
   TRngStream s(brgXoshiro256PlusPlus, 5);
   TVecInt k(100'000);
   s.RandomPoisson(k, 6.5, prmInversion);

@@ -1,5 +1,3 @@
-#include <limits>
-
 #include "support/TestSupport.h"
 
 namespace {

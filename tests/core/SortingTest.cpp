@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <limits>
-#include <numeric>
 
 #include "support/TestSupport.h"
 
@@ -90,12 +88,9 @@ TEST(OrderStatPair, AgreesWithFullSortOnBothPaths) {
   EXPECT_RAISES(Kern::OrderStatPair<double>(std::vector<double>{1.0}, 1, a, b), "OrderStatPair: k out of range");
 }
 
-TEST(Median, EvenOddAndNaN) {
+TEST(Gather, ByIndexMaskAndComparisonAndMedianAndMatrixSort) {
   EXPECT_TRUE(Median(Vec({4, 1, 3, 2})) == 2.5 && Median(Vec({5, 1, 3}, mvSingle)) == 3.0);
   EXPECT_TRUE(std::isnan(Median(TVec())));
-}
-
-TEST(Gather, ByIndexMaskAndComparison) {
   const TVec x = Vec({5, -1, 3, 0, 8});
   TVec out;
   TVecInt idx;
@@ -110,9 +105,6 @@ TEST(Gather, ByIndexMaskAndComparison) {
   EXPECT_TRUE(out.ToVector() == std::vector<double>({5, 8}) && byIndex.ToVector() == std::vector<double>({8, 8, 5}));
   EXPECT_RAISES(GatherByIndex(out, x, TVecInt({5})), "GatherByIndex: index out of range");
   EXPECT_RAISES(FindIndexes(idx, x, "!=", 0), "Find: unknown comparison operator");
-}
-
-TEST(SortAscend, MatrixRowsByColumn) {
   TMtx a = Mtx({{3, 30}, {1, 10}, {2, 20}});
   SortAscend(a, 0);
   EXPECT_EQ(std::vector<double>({1, 10, 2, 20, 3, 30}), a.ToVector());

@@ -1,6 +1,4 @@
-// Student's t CDF and quantile for whole degrees of freedom (closed finite series and Hill's
-// start refined by Newton steps) against R and against Boost.Math in long double on a grid that
-// crosses into the tails, where the general routine takes over.
+// Student's t for whole degrees of freedom (closed series, Hill's start and Newton) against R and long-double Boost.
 #include <boost/math/distributions/students_t.hpp>
 #include <cmath>
 
