@@ -114,14 +114,6 @@ TEST_P(ChartPrecision, AttributesChartsWithSizePerSample) {
   EXPECT_EQ(p(), ucl.FloatPrecision());
 }
 
-TEST(QCMRChart, MeanOfSignedDifferencesOverTheConstant1128) {
-  // R: y <- c(10.2,11.5,9.8,12.1,10.9,11.7); mr <- mean(diff(y)) (signed, deliberately);
-  // mean(y) -+ qnorm(0.5*0.9973+0.5)*mr/1.128.
-  double cl, ucl, lcl;
-  QCMRChart(Vec({10.2, 11.5, 9.8, 12.1, 10.9, 11.7}), cl, ucl, lcl, 0.9973);
-  ExpectAllClose({11.033333333333333, 11.831199554797005, 10.235467111869662}, {cl, ucl, lcl}, 1e-12);
-}
-
 TEST_P(ChartPrecision, EwmaRecursionAndLimits) {
   // Row means 11, 8.5, 12.5, 10, CL 10.5; z_t by hand with lambda = 0.25 (exact in binary).
   const TMtx x = Mtx({{10.5, 11.5}, {8, 9}, {12, 13}, {9.5, 10.5}}, p());
@@ -147,15 +139,6 @@ TEST_P(ChartPrecision, EwmaRecursionAndLimits) {
   EXPECT_CLOSE(l, lcl[199], tol());
 }
 
-TEST(EWMAChart, SubgroupsOfOneHaveUnboundedLimits) {
-  TVec draw, ucl, lcl;
-  double cl, u, l;
-  EWMAChart(Mtx({{1}, {2}, {4}}), draw, cl, u, l, 0.5, 0.99865);
-  EWMAChart(Mtx({{1}, {2}, {4}}), draw, cl, ucl, lcl, 0.5, 0.99865);
-  ExpectAllClose({kInf, -kInf, kInf, -kInf, kInf, -kInf}, {u, l, ucl[0], lcl[1], ucl[2], lcl[2]}, 0.0);
-  ExpectAllClose({(1 + 7.0 / 3) / 2, (2 + (1 + 7.0 / 3) / 2) / 2, (4 + (2 + (1 + 7.0 / 3) / 2) / 2) / 2}, draw, 1e-15);
-}
-
 TEST_P(ChartPrecision, CumSumAgainstAHandRunOfTheRecursion) {
   // Row means 11, 8.5, 12.5, 10; target 10, allowance 0.5, sigma 2: cumulative (mean - 10)/2 is
   // 0.5, -0.25, 1, 1; C+ = 0.5, 0, 2, 1.5 and C- = 0, 1, 0, 0 by the tabular recursion.
@@ -172,9 +155,18 @@ TEST_P(ChartPrecision, CumSumAgainstAHandRunOfTheRecursion) {
   EXPECT_EQ(0, only.Length());
 }
 
-TEST(ControlCharts, DegenerateDataGiveNaNOrInfiniteLimitsWithoutError) {
+TEST(ControlCharts, MovingRangeAndDegenerateDataGiveNaNOrInfiniteLimitsWithoutError) {
   TVec draw, ucl, lcl;
   double cl, u, l;
+  // R: y <- c(10.2,11.5,9.8,12.1,10.9,11.7); mr <- mean(diff(y)) (signed, deliberately);
+  // mean(y) -+ qnorm(0.5*0.9973+0.5)*mr/1.128.
+  QCMRChart(Vec({10.2, 11.5, 9.8, 12.1, 10.9, 11.7}), cl, u, l, 0.9973);
+  ExpectAllClose({11.033333333333333, 11.831199554797005, 10.235467111869662}, {cl, u, l}, 1e-12);
+  // EWMA subgroups of one: unbounded limits.
+  EWMAChart(Mtx({{1}, {2}, {4}}), draw, cl, u, l, 0.5, 0.99865);
+  EWMAChart(Mtx({{1}, {2}, {4}}), draw, cl, ucl, lcl, 0.5, 0.99865);
+  ExpectAllClose({kInf, -kInf, kInf, -kInf, kInf, -kInf}, {u, l, ucl[0], lcl[1], ucl[2], lcl[2]}, 0.0);
+  ExpectAllClose({(1 + 7.0 / 3) / 2, (2 + (1 + 7.0 / 3) / 2) / 2, (4 + (2 + (1 + 7.0 / 3) / 2) / 2) / 2}, draw, 1e-15);
   // One observation per subgroup: no standard deviation, no c4.
   QCXChart(Mtx({{1}, {2}}), draw, cl, u, l, 0.9973);
   ExpectAllClose({1.5, kNaN, kNaN}, {cl, u, l}, 0.0);

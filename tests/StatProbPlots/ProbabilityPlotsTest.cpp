@@ -79,7 +79,7 @@ TEST_P(PlotPrecision, NormalBoundsAndTwoSampleLine) {
   ExpectAllClose({8.5714285714285712, 21.714285714285712}, {minY, maxY}, tol());
 }
 
-TEST(StatNormalPlot, SortedFlagIsTrustedAndOnePointIsAccepted) {
+TEST(StatNormalPlot, SortedFlagOnePointAndLargeSample) {
   TVec x, y;
   double minX, maxX, minY, maxY;
   // The given order stays; the ends are the first and last elements; the quartiles still come
@@ -93,14 +93,9 @@ TEST(StatNormalPlot, SortedFlagIsTrustedAndOnePointIsAccepted) {
   // First Weibull score ln(ln(1/(1 - 0.5/n))) is negative.
   StatWeibullPlot(Vec({4.0, 1.0}), x, y, minX, maxX, minY, maxY);
   EXPECT_CLOSE(std::log(std::log(1 / 0.75)), y[0], 1e-15);
-}
-
-TEST(StatNormalPlot, LargeSampleScoresAreSymmetricQuantiles) {
   // A sample long enough for the radix sort; the scores of positions i and n-1-i mirror.
   std::vector<double> v(100001);
   for (std::size_t i = 0; i < v.size(); ++i) v[i] = std::sin(0.1 * double(i)) * 7.0;
-  TVec x, y;
-  double minX, maxX, minY, maxY;
   StatNormalPlot(Vec(v), x, y, minX, maxX, minY, maxY);
   // R: qnorm(0.5/100001), qnorm(12345.5/100001)
   ExpectAllClose({-4.4171755757339248, -1.1578934252750244}, {y[0], y[12345]}, 1e-13);

@@ -165,7 +165,7 @@ TEST(RandomVariates, SinglePrecisionRoundsTheDoubleDraws) {
   }
 }
 
-TEST(RandomVariates, SeedsReproduceAndMinusOneVaries) {
+TEST(RandomVariates, SeedsReproduceAndEdgeCases) {
   // A matrix draws rows x columns values in row-major order, the same as a vector of the same seed.
   TVec a(64), b(64), c(64);
   TMtx m(8, 8);
@@ -176,9 +176,6 @@ TEST(RandomVariates, SeedsReproduceAndMinusOneVaries) {
   EXPECT_TRUE(m.Rows() == 8 && m.ToVector() == a.ToVector());
   EXPECT_NE(a.ToVector(), c.ToVector());
   EXPECT_NE(b.ToVector(), c.ToVector());
-}
-
-TEST(RandomVariates, EdgeCases) {
   // Degenerate laws give their one value; tiny shapes and modes on an end stay in the support.
   const double big = 1.7e308;
   const struct {
@@ -204,10 +201,10 @@ TEST(RandomVariates, EdgeCases) {
       // Beyond 32 bits: saturates, no endless loop.
       {"Poisson(1e12)", IntDraw([](TVecInt& k, int s) { RandomPoisson(1e12, k, s); }), 2147483647, 2147483647},
   };
-  for (const auto& c : cases) {
+  for (const auto& law : cases) {
     TVec x(1000);
-    c.draw(x, 3);
-    for (double v : x.ToVector()) ASSERT_TRUE(v >= c.lo && v <= c.hi) << c.name << " " << v;
+    law.draw(x, 3);
+    for (double v : x.ToVector()) ASSERT_TRUE(v >= law.lo && v <= law.hi) << law.name << " " << v;
   }
   // Nothing to draw: no error, even for laws whose stream would refuse the parameters.
   TVec e;

@@ -47,7 +47,7 @@ TEST(ARFit, DegenerateInputAndMessages) {
   EXPECT_EQ(0.0, var);  // zeroed before the checks
 }
 
-TEST(BoxCox, DropsValuesOutsideTheDomainAndInverts) {
+TEST(Transforms, BoxCoxDropsValuesOutsideTheDomainAndInvertsBoxLjungAgreesWithR) {
   TVec y, x;
   BoxCox(Vec({1, -2, std::exp(1.0)}), y, 0);
   ExpectAllClose({0, 1}, y, 1e-15);
@@ -63,9 +63,6 @@ TEST(BoxCox, DropsValuesOutsideTheDomainAndInverts) {
   EXPECT_TRUE(std::isnan(x[0]));
   EXPECT_RAISES(BoxCox(Vec({1}), y, -0.1), "BoxCox : Lambda<0");
   EXPECT_RAISES(BoxCoxInv(Vec({1}), x, -0.1), "BoxCoxInv : Lambda<0");
-}
-
-TEST(BoxLjung, AgreesWithRUpToTheLastLag) {
   // R: Box.test(lh, lag = 5, type = "Ljung-Box")$statistic, and lag = 47
   ExpectAllClose({22.673185002073929, 73.974268950710766}, {BoxLjung(Vec(kLh), 5), BoxLjung(Vec(kLh), 47)}, 1e-12);
   EXPECT_CLOSE(22.673185002073929, BoxLjung(Vec(kLh, mvSingle), 5), 1e-5);
