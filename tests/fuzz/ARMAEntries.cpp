@@ -10,7 +10,7 @@ namespace {
 
 // Orders and horizons are kept small: the routines' cost grows with their cubes.
 TVec Coefficients(TCall& c) {
-  const int n = c.Bytes().Int(-1, 3);
+  const int n = c.Int(-1, 3);
   TVec v;
   if (n >= 0) v.Size(n);
   for (int i = 0; i < n; ++i) v.Values(i) = c.Double();
@@ -21,62 +21,46 @@ TVec Coefficients(TCall& c) {
 
 KALIX_FUZZ_ENTRY(ARMAFits) {
   const TVec& x = c.Vec();
-  const int p = c.Bytes().Int(-1, 3), q = c.Bytes().Int(-1, 3), m = c.Bytes().Int(-2, 30);
-  const int maxIter = c.Bytes().Int(-1, 20), d = c.Bytes().Int(-1, 2), sd = c.Bytes().Int(-1, 1);
-  const int period = c.Bytes().Int(-1, 13);
-  const bool fitMean = c.Bytes().Bool(), useStart = c.Bytes().Bool();
+  const int p = c.Int(-1, 3), q = c.Int(-1, 3), m = c.Int(-2, 30), maxIter = c.Int(-1, 20), d = c.Int(-1, 2);
+  const int sd = c.Int(-1, 1), period = c.Int(-1, 13);
+  const bool fitMean = c.Bool(), useStart = c.Bool();
   const double tol = c.Double();
   // Each fit starts from Phi and Theta of the drawn orders; the estimates are copied out.
-  using TFit = std::function<double(TVec&, TVec&, double&, double&, TOutputs&)>;
-  const auto fit = [&](const char* name, const TFit& f) {
+  TVec phi, theta;
+  double mu = 0, v = 0;
+  const auto fit = [&](const char* name, const std::function<double(TOutputs&)>& f) {
     c.Run(name, [&](TOutputs& o) {
-      TVec phi(std::max(p, 0)), theta(std::max(q, 0));
+      phi = TVec(std::max(p, 0)), theta = TVec(std::max(q, 0)), mu = v = 0;
       phi.SetVal(0.1), theta.SetVal(0.1);
-      double mu = 0, v = 0;
-      o.Num(f(phi, theta, mu, v, o));
-      o.Vec(0).Copy(phi), o.Vec(1).Copy(theta), o.Nums(mu, v);
+      o.Num(f(o)), o.Vec(0).Copy(phi), o.Vec(1).Copy(theta), o.Nums(mu, v);
     });
   };
-  fit("ARMAInnovationsFit", [&](TVec& phi, TVec& theta, double&, double& v, TOutputs&) {
-    return ARMAInnovationsFit(x, phi, theta, v, m), 0.0;
-  });
-  fit("ARMAHannanRissanenFit", [&](TVec& phi, TVec& theta, double&, double& v, TOutputs&) {
-    return ARMAHannanRissanenFit(x, phi, theta, v, m), 0.0;
-  });
-  fit("ARMAMLFit", [&](TVec& phi, TVec& theta, double& mu, double& v, TOutputs& o) {
+  fit("ARMAInnovationsFit", [&](TOutputs&) { return ARMAInnovationsFit(x, phi, theta, v, m), 0.0; });
+  fit("ARMAHannanRissanenFit", [&](TOutputs&) { return ARMAHannanRissanenFit(x, phi, theta, v, m), 0.0; });
+  fit("ARMAMLFit", [&](TOutputs& o) {
     TARMAFitStats st;
     const double ll = ARMAMLFit(x, phi, theta, mu, v, &o.Vec(2), &st, fitMean, useStart, maxIter, tol);
     return o.Nums(st.LogLik, st.Iterations), ll;
   });
-  fit("ARIMAMLFit", [&](TVec& phi, TVec& theta, double& mu, double& v, TOutputs&) {
-    return ARIMAMLFit(x, phi, theta, mu, v, d, sd, period, nullptr, nullptr, fitMean);
-  });
+  fit("ARIMAMLFit",
+      [&](TOutputs&) { return ARIMAMLFit(x, phi, theta, mu, v, d, sd, period, nullptr, nullptr, fitMean); });
 }
 
 KALIX_FUZZ_ENTRY(ARMAForecastSimulate) {
   const TVec& x = c.Vec();
   const TVec phi = Coefficients(c), theta = Coefficients(c);
   const double mu = c.Double(), var = c.Double(), alpha = c.Double();
-  const int h = c.Bytes().Int(-1, 40), d = c.Bytes().Int(-1, 2), sd = c.Bytes().Int(-1, 1);
-  const int period = c.Bytes().Int(-1, 13), len = c.Bytes().Int(0, 500), burn = c.Bytes().Int(-2, 100);
-  const int seed = c.Bytes().Int(0, 1000), maxLag = c.Bytes().Int(-1, 30);
+  const int h = c.Int(-1, 40), d = c.Int(-1, 2), sd = c.Int(-1, 1), period = c.Int(-1, 13), len = c.Int(0, 500);
+  const int burn = c.Int(-2, 100), seed = c.Int(0, 1000), maxLag = c.Int(-1, 30);
   const bool opt = !c.Null();
-  c.Run("ARMAForecast", [&](TOutputs& o) {
-    ARMAForecast(x, phi, theta, mu, var, o.Vec(0), opt ? &o.Vec(1) : nullptr, &o.Vec(2), &o.Vec(3), h, alpha);
-  });
+  FUZZ_RUN(ARMAForecast(x, phi, theta, mu, var, o.Vec(0), opt ? &o.Vec(1) : nullptr, &o.Vec(2), &o.Vec(3), h, alpha));
   c.Run("ARIMAForecast", [&](TOutputs& o) {
     ARIMAForecast(x, phi, theta, mu, var, o.Vec(0), opt ? &o.Vec(1) : nullptr, &o.Vec(2), &o.Vec(3), h, d, sd,
                   period, alpha);
   });
   // The length drawn is that of Results, so it is made afresh too.
-  c.Run("ARMASimulate", [&](TOutputs& o) {
-    TVec r(len);
-    ARMASimulate(phi, theta, mu, var, r, burn, seed), o.Vec(0).Copy(r);
-  });
-  c.Run("ARIMASimulate", [&](TOutputs& o) {
-    TVec r(len);
-    ARIMASimulate(phi, theta, mu, var, r, d, sd, period, burn, seed), o.Vec(0).Copy(r);
-  });
+  FUZZ_RUN(TVec r(len); ARMASimulate(phi, theta, mu, var, r, burn, seed), o.Vec(0).Copy(r));
+  FUZZ_RUN(TVec r(len); ARIMASimulate(phi, theta, mu, var, r, d, sd, period, burn, seed), o.Vec(0).Copy(r));
   c.Run("ARARForecast", [&](TOutputs& o) {
     TARARModel m;
     ARARForecast(x, o.Vec(0), opt ? &o.Vec(1) : nullptr, &o.Vec(2), &o.Vec(3), h, alpha, maxLag, opt ? &m : nullptr);

@@ -50,7 +50,6 @@ int Register(const char* name, TEntry f) {
   return static_cast<int>(Entries().size()) - 1;
 }
 
-// ---------------------------------------------------------------- bytes
 
 std::uint32_t TBytes::U32() {
   std::uint32_t v = 0;
@@ -63,7 +62,6 @@ int TBytes::Int(int lo, int hi) {
   return static_cast<int>(lo + static_cast<long long>(U32() % static_cast<std::uint32_t>(span)));
 }
 
-// ---------------------------------------------------------------- inputs
 
 double TCall::Double() {
   const int k = b_.Byte();
@@ -123,40 +121,10 @@ void TCall::Fill(Kalix::TDenseKalix& c, bool real) {
 }
 
 namespace {
-TMtxFloatPrecision ValidPrecision(TBytes& b, bool real) { return static_cast<TMtxFloatPrecision>(b.Byte() % (real ? 2 : 4)); }
 int Length(TBytes& b) {
   const int k = b.Byte() % 16;
   return k < 10 ? b.Int(0, 12) : k < 14 ? b.Int(13, 300) : b.Int(301, 3000);
 }
-}  // namespace
-
-const TVec& TCall::Keep(std::unique_ptr<TVec> v) {
-  snapshot_.push_back(Print(*v));
-  dense_.push_back(v.get());
-  vecIn_.push_back(std::move(v));
-  return *vecIn_.back();
-}
-const TMtx& TCall::Keep(std::unique_ptr<TMtx> m) {
-  snapshot_.push_back(Print(*m));
-  dense_.push_back(m.get());
-  mtxIn_.push_back(std::move(m));
-  return *mtxIn_.back();
-}
-
-const TVec& TCall::Vec() {
-  return VecOf(false);
-}
-const TVec& TCall::RealVec() {
-  return VecOf(true);
-}
-
-const TVec& TCall::VecOf(bool real) {
-  auto v = std::make_unique<TVec>(Length(b_), ValidPrecision(b_, real));
-  Fill(*v, real);
-  return Keep(std::move(v));
-}
-
-namespace {
 std::pair<int, int> Shape(TBytes& b) {
   const int k = b.Byte() % 8;
   if (k == 7) return {b.Int(65, 90), b.Int(65, 75)};  // both sides past the small-matrix paths
@@ -165,36 +133,30 @@ std::pair<int, int> Shape(TBytes& b) {
 }
 }  // namespace
 
-const TMtx& TCall::Mtx() {
-  return MtxOf(false);
+// The shape is drawn first, then the precision, then the contents.
+template <class T>
+const T& TCall::Keep(T& c, bool real) {
+  Fill(c, real);
+  snapshot_.push_back(Print(c)), dense_.push_back(&c);
+  return c;
 }
-const TMtx& TCall::RealMtx() {
-  return MtxOf(true);
+const TVec& TCall::VecOf(bool real) {
+  const int n = Length(b_);
+  return Keep(vecIn_.emplace_back(n, static_cast<TMtxFloatPrecision>(b_.Byte() % (real ? 2 : 4))), real);
 }
-
 const TMtx& TCall::MtxOf(bool real) {
   const auto [r, cc] = Shape(b_);
-  auto m = std::make_unique<TMtx>(r, cc, ValidPrecision(b_, real));
-  Fill(*m, real);
-  return Keep(std::move(m));
-}
-
-const Kalix::TDenseKalix& TCall::Dense() {
-  if (b_.Bool()) return Vec();
-  return Mtx();
+  return Keep(mtxIn_.emplace_back(r, cc, static_cast<TMtxFloatPrecision>(b_.Byte() % (real ? 2 : 4))), real);
 }
 
 const TVecInt& TCall::VecInt(int lo, int hi) {
-  const int n = Length(b_);
-  const int k = b_.Byte() % 4;
-  auto v = std::make_unique<TVecInt>(n, k == 3 ? Kalix::prInt16 : Kalix::prInt32);
-  for (int i = 0; i < n; ++i) v->Values(i) = k == 2 ? Count() : b_.Int(lo, hi);
-  snapInts_.push_back(Print(*v));
-  ints_.push_back(std::move(v));
-  return *ints_.back();
+  const int n = Length(b_), k = b_.Byte() % 4;
+  TVecInt& v = ints_.emplace_back(n, k == 3 ? Kalix::prInt16 : Kalix::prInt32);
+  for (int i = 0; i < n; ++i) v.Values(i) = k == 2 ? Count() : b_.Int(lo, hi);
+  snapInts_.push_back(Print(v));
+  return v;
 }
 
-// ---------------------------------------------------------------- outputs
 
 // A stale output: a small wrong shape, a random precision, garbage contents.
 void TOutputs::Stale(TMtx& c, int slot) {
@@ -216,35 +178,28 @@ void TOutputs::Stale(TVecInt& c, int) {
 // A slot created only because a higher one was asked for is never handed to the routine, so
 // its stale contents are not part of the result.
 template <class T>
-T& TOutputs::Slot(std::vector<std::unique_ptr<T>>& slots, std::vector<bool>& cmp, int slot, bool Compare, int base) {
-  while (static_cast<int>(slots.size()) <= slot) {
-    slots.push_back(std::make_unique<T>());
-    cmp.push_back(false);
-    if (stale_) Stale(*slots.back(), base + static_cast<int>(slots.size()));
+T& TOutputs::Slot(TSlots<T>& slots, int slot, bool Compare, int base) {
+  for (auto& [c, cmp] = slots; static_cast<int>(c.size()) <= slot;) {
+    c.emplace_back(), cmp.push_back(false);
+    if (stale_) Stale(c.back(), base + static_cast<int>(c.size()));
   }
-  cmp[static_cast<std::size_t>(slot)] = Compare;
-  return *slots[static_cast<std::size_t>(slot)];
+  slots.second[static_cast<std::size_t>(slot)] = Compare;
+  return slots.first[static_cast<std::size_t>(slot)];
 }
-TVec& TOutputs::Vec(int slot, bool Compare) {
-  return Slot(vecs_, vecCmp_, slot, Compare, 0);
-}
-TMtx& TOutputs::Mtx(int slot, bool Compare) {
-  return Slot(mtxs_, mtxCmp_, slot, Compare, 100);
-}
-TVecInt& TOutputs::VecInt(int slot, bool Compare) {
-  return Slot(ints_, intCmp_, slot, Compare, 200);
-}
+TVec& TOutputs::Vec(int slot, bool Compare) { return Slot(vecs_, slot, Compare, 0); }
+TMtx& TOutputs::Mtx(int slot, bool Compare) { return Slot(mtxs_, slot, Compare, 100); }
+TVecInt& TOutputs::VecInt(int slot, bool Compare) { return Slot(ints_, slot, Compare, 200); }
 
 std::string TOutputs::Fingerprint() const {
   std::string s;
-  for (std::size_t i = 0; i < vecs_.size(); ++i) s += vecCmp_[i] ? Print(*vecs_[i]) : "-";
-  for (std::size_t i = 0; i < mtxs_.size(); ++i) s += mtxCmp_[i] ? Print(*mtxs_[i]) : "-";
-  for (std::size_t i = 0; i < ints_.size(); ++i) s += intCmp_[i] ? Print(*ints_[i]) : "-";
+  const auto add = [&s](const auto& slots) {
+    for (std::size_t i = 0; i < slots.first.size(); ++i) s += slots.second[i] ? Print(slots.first[i]) : "-";
+  };
+  add(vecs_), add(mtxs_), add(ints_);
   s.append(reinterpret_cast<const char*>(nums_.data()), nums_.size() * sizeof(double));
   return s;
 }
 
-// ---------------------------------------------------------------- the checks
 
 void TCall::Run(const char* name, const std::function<void(TOutputs&)>& f, bool generalErrors) {
   std::string result[2];
@@ -269,13 +224,12 @@ void TCall::Run(const char* name, const std::function<void(TOutputs&)>& f, bool 
     for (const Kalix::TDenseKalix* d : dense_)
       if (Print(*d) != snapshot_[k++]) Fail(name, "a const input changed");
     for (std::size_t i = 0; i < ints_.size(); ++i)
-      if (Print(*ints_[i]) != snapInts_[i]) Fail(name, "a const input changed");
+      if (Print(ints_[i]) != snapInts_[i]) Fail(name, "a const input changed");
   }
   if (result[0] != result[1])
     Fail(name, "stale outputs changed the result: " + result[0].substr(0, 60) + " / " + result[1].substr(0, 60));
 }
 
-// ---------------------------------------------------------------- drivers
 
 void RunOne(const std::uint8_t* data, std::size_t size) {
   if (Entries().empty() || size == 0) return;

@@ -8,9 +8,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
-#include <memory>
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "KalixStats.h"
@@ -21,6 +23,7 @@ using Kalix::TMtx;
 using Kalix::TMtxFloatPrecision;
 using Kalix::TVec;
 using Kalix::TVecInt;
+using Statistics::TTwoElmReal;
 
 /// Reads the fuzzer's bytes; past the end every read gives zeros.
 class TBytes {
@@ -47,20 +50,27 @@ class TOutputs {
   TVec& Vec(int slot, bool Compare = true);
   TMtx& Mtx(int slot, bool Compare = true);
   TVecInt& VecInt(int slot, bool Compare = true);
-  /// Records a scalar result.
+  /// Records scalar results (complex ones, enums and counts included).
   void Num(double v) { nums_.push_back(v); }
   void Num(const Kalix::TCplx& v) { nums_.push_back(v.real()), nums_.push_back(v.imag()); }
-  /// Records several scalar results (enums and counts included).
   template <class... T>
   void Nums(const T&... v) {
     (Num(static_cast<double>(v)), ...);
   }
+  void Nums(const TTwoElmReal& v) { Nums(v[0], v[1]); }
   /// Records a hypothesis test: f(Result, Signif) returns the statistic.
   template <class F>
   void Test(F&& f) {
     Statistics::THypothesisResult h{};
     double p = 0;
     Num(f(h, p)), Nums(p, h);
+  }
+  /// The same with an interval, f(Result, Signif, ConfInt): the interval starts from zeros in
+  /// both calls (some tests deliberately leave it as it was).
+  template <class F>
+  void TestCI(F&& f) {
+    TTwoElmReal ci{};
+    Test([&](auto& h, auto& p) { return f(h, p, ci); }), Nums(ci);
   }
   /// Records a result struct made of doubles only.
   template <class S>
@@ -76,16 +86,18 @@ class TOutputs {
   void Stale(TVec& c, int slot);
   void Stale(TMtx& c, int slot);
   void Stale(TVecInt& c, int slot);
+  // The containers of one kind and whether each is compared.
   template <class T>
-  T& Slot(std::vector<std::unique_ptr<T>>& slots, std::vector<bool>& cmp, int slot, bool Compare, int base);
+  using TSlots = std::pair<std::deque<T>, std::vector<bool>>;
+  template <class T>
+  T& Slot(TSlots<T>& slots, int slot, bool Compare, int base);
   std::string Fingerprint() const;
 
   bool stale_;
   std::uint32_t seed_;
-  std::vector<std::unique_ptr<TVec>> vecs_;
-  std::vector<std::unique_ptr<TMtx>> mtxs_;
-  std::vector<std::unique_ptr<TVecInt>> ints_;
-  std::vector<bool> vecCmp_, mtxCmp_, intCmp_;
+  TSlots<TVec> vecs_;
+  TSlots<TMtx> mtxs_;
+  TSlots<TVecInt> ints_;
   std::vector<double> nums_;
 };
 
@@ -93,7 +105,10 @@ class TOutputs {
 class TCall {
  public:
   explicit TCall(TBytes& b) : b_(b) {}
-  TBytes& Bytes() { return b_; }
+  /// The raw reads, and an int in [lo, hi].
+  std::uint8_t Byte() { return b_.Byte(); }
+  bool Bool() { return b_.Bool(); }
+  int Int(int lo, int hi) { return b_.Int(lo, hi); }
 
   /// A double chosen to hurt: NaN, +-Inf, subnormal, huge, signed zero, 1e12 + k/1000,
   /// small integers, raw bit patterns, ordinary values.
@@ -107,34 +122,40 @@ class TCall {
   E Enum(int n) {
     return static_cast<E>(b_.Int(-1, n));
   }
-  /// Input containers (any valid precision, complex too; lengths 0 .. thousands; constant,
-  /// ramp, rank-deficient or adversarial contents). They are checked bit-identical after
-  /// every call.
-  const TVec& Vec();
-  const TVec& RealVec();
-  const TMtx& Mtx();
-  const TMtx& RealMtx();
+  /// Input containers (any valid precision, complex too unless Real; lengths 0 .. thousands;
+  /// constant, ramp, rank-deficient or adversarial contents), checked bit-identical after every
+  /// call.
+  const TVec& Vec() { return VecOf(false); }
+  const TVec& RealVec() { return VecOf(true); }
+  const TMtx& Mtx() { return MtxOf(false); }
+  const TMtx& RealMtx() { return MtxOf(true); }
   const TVecInt& VecInt(int lo = -2, int hi = 8);
   /// A vector or matrix (for the TDenseKalix overloads).
-  const Kalix::TDenseKalix& Dense();
+  const Kalix::TDenseKalix& Dense() { return b_.Bool() ? static_cast<const Kalix::TDenseKalix&>(Vec()) : Mtx(); }
   /// Null or a vector: the optional inputs and outputs.
   bool Null() { return b_.Byte() % 4 == 0; }
 
   /// Calls f twice (fresh, then stale outputs) and checks the promises above. generalErrors
   /// admits std::runtime_error too, for routines that deliberately raise it.
   void Run(const char* name, const std::function<void(TOutputs&)>& f, bool generalErrors = false);
+  /// Run for each row of a table of functions of one signature: call(o, f) calls row f.
+  template <class F>
+  void RunEach(std::initializer_list<std::pair<const char*, F>> rows,
+               const std::function<void(TOutputs&, const F&)>& call, bool generalErrors = false) {
+    for (const auto& row : rows) Run(row.first, [&](TOutputs& o) { call(o, row.second); }, generalErrors);
+  }
 
  private:
   void Fill(Kalix::TDenseKalix& c, bool real);
   const TVec& VecOf(bool real);
   const TMtx& MtxOf(bool real);
-  const TVec& Keep(std::unique_ptr<TVec> v);
-  const TMtx& Keep(std::unique_ptr<TMtx> m);
+  template <class T>
+  const T& Keep(T& c, bool real);
   TBytes& b_;
-  std::vector<std::unique_ptr<TVec>> vecIn_;
-  std::vector<std::unique_ptr<TMtx>> mtxIn_;
+  std::deque<TVec> vecIn_;
+  std::deque<TMtx> mtxIn_;
+  std::deque<TVecInt> ints_;
   std::vector<const Kalix::TDenseKalix*> dense_;
-  std::vector<std::unique_ptr<TVecInt>> ints_;
   std::vector<std::string> snapshot_, snapInts_;
 };
 
@@ -148,6 +169,8 @@ int Register(const char* name, TEntry f);
 // namespace: inputs drawn from c (c.Vec(), c.Mtx(), c.Double(), c.Count(), c.Enum<E>(n), ...),
 // outputs from o:
 //   KALIX_FUZZ_ENTRY(Name) { const TVec& x = c.Vec(); c.Run("Name", [&](TOutputs& o) { ... }); }
+// FUZZ_RUN(body) is c.Run("body", [&](TOutputs& o) { body; }): one line per exported function.
+#define FUZZ_RUN(...) c.Run(#__VA_ARGS__, [&]([[maybe_unused]] KalixFuzz::TOutputs& o) { __VA_ARGS__; })
 #define KALIX_FUZZ_ENTRY(Name)                                                              \
   static void FuzzEntry_##Name(KalixFuzz::TCall& c);                                        \
   [[maybe_unused]] static const int kFuzzEntry_##Name = KalixFuzz::Register(#Name, FuzzEntry_##Name); \

@@ -7,24 +7,20 @@ using namespace Statistics;
 KALIX_FUZZ_ENTRY(EmpiricalCDF) {
   const TVec& x = c.Vec();
   const double pts[] = {c.Double(), c.Double(), 0.5};
-  c.Run("EmpiricalCDF", [&](TOutputs& o) { EmpiricalCDF(x, o.Vec(0), o.Vec(1)); });
-  c.Run("EmpiricalCDF(points)", [&](TOutputs& o) { EmpiricalCDF(x, pts, o.Vec(0)); });
+  FUZZ_RUN(EmpiricalCDF(x, o.Vec(0), o.Vec(1)));
+  FUZZ_RUN(EmpiricalCDF(x, pts, o.Vec(0)));
 }
 
 KALIX_FUZZ_ENTRY(GOFKolmogorov) {
-  const TVec& x = c.Vec();
-  const TVec& y = c.Vec();
+  const TVec &x = c.Vec(), &y = c.Vec();
   const auto t = c.Enum<THypothesisType>(3);
   const double alpha = c.Double();
-  c.Run("GOFKolmogorov",
-        [&](TOutputs& o) { o.Test([&](auto& h, auto& p) { return GOFKolmogorov(x, h, p, t, alpha); }); });
-  c.Run("GOFKolmogorov(two samples)",
-        [&](TOutputs& o) { o.Test([&](auto& h, auto& p) { return GOFKolmogorov(x, y, h, p, t, alpha); }); });
+  FUZZ_RUN(o.Test([&](auto& h, auto& p) { return GOFKolmogorov(x, h, p, t, alpha); }));
+  FUZZ_RUN(o.Test([&](auto& h, auto& p) { return GOFKolmogorov(x, y, h, p, t, alpha); }));
 }
 
 KALIX_FUZZ_ENTRY(GOFChi2Test) {
-  const TVec& obs = c.Vec();
-  const TVec& e = c.Vec();
+  const TVec &obs = c.Vec(), &e = c.Vec();
   const int k = c.Count();
   const double alpha = c.Double();
   c.Run("GOFChi2Test", [&](TOutputs& o) {
@@ -47,6 +43,5 @@ KALIX_FUZZ_ENTRY(NormalityTests) {
     const TFn f = test.second;  // clang 14 cannot capture a structured binding
     c.Run(test.first, [&](TOutputs& o) { o.Test([&](auto& h, auto& p) { return f(x, h, p, alpha); }); });
   }
-  c.Run("AndersonDarling(specified)",
-        [&](TOutputs& o) { o.Test([&](auto& h, auto& p) { return AndersonDarling(x, mu, sigma, h, p, alpha); }); });
+  FUZZ_RUN(o.Test([&](auto& h, auto& p) { return AndersonDarling(x, mu, sigma, h, p, alpha); }));
 }

@@ -21,10 +21,9 @@ std::vector<double> Tampered(std::vector<double> s, int i, double v) {
 }  // namespace
 
 KALIX_FUZZ_ENTRY(MomentsPartials) {
-  const TVec& x = c.Vec();
-  const TVec& y = c.Vec();
+  const TVec &x = c.Vec(), &y = c.Vec();
   const TMtx& m = c.Mtx();
-  const int cols = c.Bytes().Int(-1, 4), at = c.Bytes().Int(0, 40), bins = c.Bytes().Int(-1, 9);
+  const int cols = c.Int(-1, 4), at = c.Int(0, 40), bins = c.Int(-1, 9);
   const double v = c.Double(), lo = c.Double(), hi = c.Double();
   c.Run("TMomentsPartial", [&](TOutputs& o) {
     TMomentsPartial a, b;
@@ -50,8 +49,8 @@ KALIX_FUZZ_ENTRY(RegressPartials) {
   const TMtx& m = c.Mtx();
   const TVec& x = c.Vec();
   const TVecInt& g = c.VecInt();
-  const int p = c.Bytes().Int(-1, 4), at = c.Bytes().Int(0, 60);
-  const bool constant = c.Bytes().Bool();
+  const int p = c.Int(-1, 4), at = c.Int(0, 60);
+  const bool constant = c.Bool();
   const double v = c.Double(), alpha = c.Double();
   c.Run("TLeastSquaresPartial", [&](TOutputs& o) {
     TLeastSquaresPartial a(p, constant), b(p, constant);

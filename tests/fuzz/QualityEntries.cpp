@@ -12,58 +12,50 @@ KALIX_FUZZ_ENTRY(VariablesCharts) {
                sigma = c.Double();
   const bool withC = c.Null();
   double cl, ucl, lcl;
-  c.Run("QCXChart", [&](TOutputs& o) { QCXChart(m, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl); });
-  c.Run("QCSChart", [&](TOutputs& o) { QCSChart(m, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl); });
-  c.Run("QCRChart", [&](TOutputs& o) { QCRChart(m, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl); });
-  c.Run("QCMRChart", [&](TOutputs& o) { QCMRChart(v, cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl); });
-  c.Run("EWMAChart", [&](TOutputs& o) { EWMAChart(m, o.Vec(0), cl, ucl, lcl, lambda, conf), o.Nums(cl, ucl, lcl); });
-  c.Run("EWMAChart(per sample)",
-        [&](TOutputs& o) { EWMAChart(m, o.Vec(0), cl, o.Vec(1), o.Vec(2), lambda, conf), o.Num(cl); });
-  c.Run("QCCumSumChart", [&](TOutputs& o) {
-    QCCumSumChart(m, o.Vec(0), k, h, mu, sigma, withC ? &o.Vec(1) : nullptr, withC ? &o.Vec(2) : nullptr, conf);
-  });
+  using TChart = void (*)(const TMtx&, TVec&, double&, double&, double&, double);
+  c.RunEach<TChart>({{"QCXChart", QCXChart}, {"QCSChart", QCSChart}, {"QCRChart", QCRChart}},
+                    [&](TOutputs& o, TChart f) { f(m, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl); });
+  FUZZ_RUN(QCMRChart(v, cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl));
+  FUZZ_RUN(EWMAChart(m, o.Vec(0), cl, ucl, lcl, lambda, conf), o.Nums(cl, ucl, lcl));
+  FUZZ_RUN(EWMAChart(m, o.Vec(0), cl, o.Vec(1), o.Vec(2), lambda, conf), o.Num(cl));
+  FUZZ_RUN(QCCumSumChart(m, o.Vec(0), k, h, mu, sigma, withC ? &o.Vec(1) : nullptr, withC ? &o.Vec(2) : nullptr, conf));
 }
 
 KALIX_FUZZ_ENTRY(AttributesCharts) {
-  const TVec& d = c.Vec();
-  const TVec& sizes = c.Vec();
+  const TVec &d = c.Vec(), &sizes = c.Vec();
   const int n = c.Count();
   const double conf = c.Double();
   double cl, ucl, lcl;
-  c.Run("QCPChart", [&](TOutputs& o) { QCPChart(d, n, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl); });
-  c.Run("QCPChart(sizes)", [&](TOutputs& o) { QCPChart(d, sizes, o.Vec(0), cl, o.Vec(1), o.Vec(2), conf), o.Num(cl); });
-  c.Run("QCNPChart", [&](TOutputs& o) { QCNPChart(d, n, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl); });
+  using TChart = void (*)(const TVec&, int, TVec&, double&, double&, double&, double);
+  using TChartN = void (*)(const TVec&, const TVec&, TVec&, double&, TVec&, TVec&, double);
+  c.RunEach<TChart>({{"QCPChart", QCPChart}, {"QCNPChart", QCNPChart}, {"QCUChart", QCUChart}},
+                    [&](TOutputs& o, TChart f) { f(d, n, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl); });
+  c.RunEach<TChartN>({{"QCPChart(sizes)", QCPChart}, {"QCUChart(sizes)", QCUChart}},
+                     [&](TOutputs& o, TChartN f) { f(d, sizes, o.Vec(0), cl, o.Vec(1), o.Vec(2), conf), o.Num(cl); });
   // The per-sample np chart leaves DrawVec as it was (plot the counts themselves).
-  c.Run("QCNPChart(sizes)",
-        [&](TOutputs& o) { QCNPChart(d, sizes, o.Vec(0, false), o.Vec(1), o.Vec(2), o.Vec(3), conf); });
-  c.Run("QCUChart", [&](TOutputs& o) { QCUChart(d, n, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl); });
-  c.Run("QCUChart(sizes)", [&](TOutputs& o) { QCUChart(d, sizes, o.Vec(0), cl, o.Vec(1), o.Vec(2), conf), o.Num(cl); });
-  c.Run("QCCChart", [&](TOutputs& o) { QCCChart(d, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl); });
+  FUZZ_RUN(QCNPChart(d, sizes, o.Vec(0, false), o.Vec(1), o.Vec(2), o.Vec(3), conf));
+  FUZZ_RUN(QCCChart(d, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl));
 }
 
 KALIX_FUZZ_ENTRY(WestgardCapability) {
   const TVec& d = c.Vec();
   const double a = c.Double(), b = c.Double(), alpha = c.Double();
-  c.Run("QCWestgardRules", [&](TOutputs& o) { QCWestgardRules(d, o.Vec(0), a, b); });
+  FUZZ_RUN(QCWestgardRules(d, o.Vec(0), a, b));
   c.Run("QCCapIndexes", [&](TOutputs& o) {
     double out, cp, cpk;
-    Statistics::TTwoElmReal cpCI{}, cpkCI{};
-    QCCapIndexes(d, a, b, out, cp, cpk, cpCI, cpkCI, alpha);
-    o.Nums(out, cp, cpk, cpCI[0], cpCI[1], cpkCI[0], cpkCI[1]);
+    TTwoElmReal cpCI{}, cpkCI{};
+    QCCapIndexes(d, a, b, out, cp, cpk, cpCI, cpkCI, alpha), o.Nums(out, cp, cpk), o.Nums(cpCI), o.Nums(cpkCI);
   });
 }
 
 KALIX_FUZZ_ENTRY(ProbabilityPlots) {
-  const TVec& x = c.Vec();
-  const TVec& y = c.Vec();
+  const TVec &x = c.Vec(), &y = c.Vec();
   const bool sx = c.Null(), sy = c.Null(), bounds = c.Null();
   double a, b, e, f;
-  const auto limits = [&](TOutputs& o) { o.Nums(a, b, e, f); };
-  c.Run("StatNormalPlot", [&](TOutputs& o) {
-    StatNormalPlot(x, o.Vec(0), o.Vec(1), a, b, e, f, bounds ? &o.Vec(2) : nullptr, sx), limits(o);
-  });
-  c.Run("StatQQPlot", [&](TOutputs& o) { StatQQPlot(x, y, o.Vec(0), o.Vec(1), a, b, e, f, sx, sy), limits(o); });
-  c.Run("StatQQPlot(normal)", [&](TOutputs& o) { StatQQPlot(x, o.Vec(0), o.Vec(1), a, b, e, f, sx), limits(o); });
-  c.Run("StatWeibullPlot", [&](TOutputs& o) { StatWeibullPlot(x, o.Vec(0), o.Vec(1), a, b, e, f, sx), limits(o); });
-  c.Run("StatExpPlot", [&](TOutputs& o) { StatExpPlot(x, o.Vec(0), o.Vec(1), a, b, e, f, sx), limits(o); });
+  using TPlot = void (*)(const TVec&, TVec&, TVec&, double&, double&, double&, double&, bool);
+  c.RunEach<TPlot>(
+      {{"StatQQPlot(normal)", StatQQPlot}, {"StatWeibullPlot", StatWeibullPlot}, {"StatExpPlot", StatExpPlot}},
+      [&](TOutputs& o, TPlot p) { p(x, o.Vec(0), o.Vec(1), a, b, e, f, sx), o.Nums(a, b, e, f); });
+  FUZZ_RUN(StatNormalPlot(x, o.Vec(0), o.Vec(1), a, b, e, f, bounds ? &o.Vec(2) : nullptr, sx), o.Nums(a, b, e, f));
+  FUZZ_RUN(StatQQPlot(x, y, o.Vec(0), o.Vec(1), a, b, e, f, sx, sy), o.Nums(a, b, e, f));
 }

@@ -12,55 +12,50 @@ void Test(TOutputs& o, double stat, const THypothesisResult& h, const double& si
 }  // namespace
 
 KALIX_FUZZ_ENTRY(LocationRankTests) {
-  const TVec& x = c.Vec();
-  const TVec& y = c.Vec();
-  const double m = c.Double(), sigma = c.Double(), alpha = c.Bytes().Bool() ? c.Double() : 0.05;
+  const TVec &x = c.Vec(), &y = c.Vec();
+  const double m = c.Double(), sigma = c.Double(), alpha = c.Bool() ? c.Double() : 0.05;
   const auto h = c.Enum<THypothesisType>(3);
-  const bool flag = c.Bytes().Bool();
+  const bool flag = c.Bool();
   THypothesisResult r = hrNotReject;
   double s = 0;
   // ConfInt of the sign and rank-sum tests is deliberately not written: start it from zeros.
   TTwoElmReal ci{};
-  c.Run("tTest", [&](TOutputs& o) { ci = {}, Test(o, tTest(x, m, r, s, ci, h, alpha), r, s, ci); });
-  c.Run("tTest(two)", [&](TOutputs& o) { ci = {}, Test(o, tTest(x, y, r, s, ci, flag, h, alpha), r, s, ci); });
-  c.Run("ZTest", [&](TOutputs& o) { ci = {}, Test(o, ZTest(x, m, sigma, r, s, ci, h, alpha), r, s, ci); });
-  c.Run("SignTest", [&](TOutputs& o) { ci = {}, Test(o, SignTest(x, m, r, s, ci, h, alpha), r, s, ci); });
-  c.Run("SignTest(two)", [&](TOutputs& o) { ci = {}, Test(o, SignTest(x, y, r, s, ci, h, alpha), r, s, ci); });
-  c.Run("WilcoxonSign", [&](TOutputs& o) { ci = {}, Test(o, WilcoxonSign(x, m, r, s, ci, h, alpha), r, s, ci); });
-  c.Run("WilcoxonSign(two)", [&](TOutputs& o) { ci = {}, Test(o, WilcoxonSign(x, y, r, s, ci, h, alpha), r, s, ci); });
-  c.Run("MannWhitneyTest",
-        [&](TOutputs& o) { ci = {}, Test(o, MannWhitneyTest(x, y, r, s, ci, h, alpha, flag), r, s, ci); });
+  FUZZ_RUN(ci = {}, Test(o, tTest(x, m, r, s, ci, h, alpha), r, s, ci));
+  FUZZ_RUN(ci = {}, Test(o, tTest(x, y, r, s, ci, flag, h, alpha), r, s, ci));
+  FUZZ_RUN(ci = {}, Test(o, ZTest(x, m, sigma, r, s, ci, h, alpha), r, s, ci));
+  FUZZ_RUN(ci = {}, Test(o, SignTest(x, m, r, s, ci, h, alpha), r, s, ci));
+  FUZZ_RUN(ci = {}, Test(o, SignTest(x, y, r, s, ci, h, alpha), r, s, ci));
+  FUZZ_RUN(ci = {}, Test(o, WilcoxonSign(x, m, r, s, ci, h, alpha), r, s, ci));
+  FUZZ_RUN(ci = {}, Test(o, WilcoxonSign(x, y, r, s, ci, h, alpha), r, s, ci));
+  FUZZ_RUN(ci = {}, Test(o, MannWhitneyTest(x, y, r, s, ci, h, alpha, flag), r, s, ci));
   double rs = 0;
-  c.Run("SpearmanRankCorr",
-        [&](TOutputs& o) { ci = {}, SpearmanRankCorr(x, y, rs, r, s, ci, h, alpha), Test(o, rs, r, s, ci); });
+  FUZZ_RUN(ci = {}, SpearmanRankCorr(x, y, rs, r, s, ci, h, alpha), Test(o, rs, r, s, ci));
 }
 
 KALIX_FUZZ_ENTRY(RankDistributions) {
-  const int n1 = c.Count(), n2 = c.Bytes().Bool() ? c.Count() : c.Bytes().Int(0, 3000);
-  const double u = c.Bytes().Bool() ? c.Double() : c.Bytes().Int(-1, 4000000);
-  c.Run("MannWCDF1", [&](TOutputs& o) { o.Num(MannWCDF1(n1, n2, u)); });
+  const int n1 = c.Count(), n2 = c.Bool() ? c.Count() : c.Int(0, 3000);
+  const double u = c.Bool() ? c.Double() : c.Int(-1, 4000000);
+  FUZZ_RUN(o.Num(MannWCDF1(n1, n2, u)));
 }
 
 KALIX_FUZZ_ENTRY(DispersionTests) {
-  const TVec& x = c.Vec();
-  const TVec& y = c.Vec();
+  const TVec &x = c.Vec(), &y = c.Vec();
   const TMtx& m = c.Mtx();
-  const double sigma = c.Double(), alpha = c.Bytes().Bool() ? c.Double() : 0.05;
+  const double sigma = c.Double(), alpha = c.Bool() ? c.Double() : 0.05;
   const auto h = c.Enum<THypothesisType>(3);
   THypothesisResult r = hrNotReject;
   double s = 0;
   TTwoElmReal ci{};
-  c.Run("FTest", [&](TOutputs& o) { Test(o, FTest(x, y, r, s, ci, h, alpha), r, s, ci); });
-  c.Run("ChiSquareTest", [&](TOutputs& o) { ChiSquareTest(x, sigma, r, s, ci, h, alpha), Test(o, 0, r, s, ci); });
-  c.Run("GrubbsTest", [&](TOutputs& o) { GrubbsTest(x, r, s, ci, h, alpha), Test(o, 0, r, s, ci); });
+  FUZZ_RUN(Test(o, FTest(x, y, r, s, ci, h, alpha), r, s, ci));
+  FUZZ_RUN(ChiSquareTest(x, sigma, r, s, ci, h, alpha), Test(o, 0, r, s, ci));
+  FUZZ_RUN(GrubbsTest(x, r, s, ci, h, alpha), Test(o, 0, r, s, ci));
   int k = 0;
-  c.Run("BartlettTest", [&](TOutputs& o) { BartlettTest(m, k, o.Vec(0), alpha), o.Num(k); });
+  FUZZ_RUN(BartlettTest(m, k, o.Vec(0), alpha), o.Num(k));
 }
 
 KALIX_FUZZ_ENTRY(ClosedFormFits) {
-  const TVec& x = c.Vec();
-  const TVec& n = c.Vec();
-  const double alpha = c.Bytes().Bool() ? c.Double() : 0.05, trials = c.Double();
+  const TVec &x = c.Vec(), &n = c.Vec();
+  const double alpha = c.Bool() ? c.Double() : 0.05, trials = c.Double();
   double a = 0, b = 0;
   int k = 0;
   TTwoElmReal ci1{}, ci2{};
@@ -93,33 +88,29 @@ KALIX_FUZZ_ENTRY(ClosedFormFits) {
 }
 
 KALIX_FUZZ_ENTRY(LikelihoodFits) {
-  const TVec& x = c.Vec();
-  const TVec& pars = c.Vec();
-  const int maxIter = c.Bytes().Bool() ? c.Bytes().Int(-1, 60) : 500;
-  const double tol = c.Bytes().Bool() ? c.Double() : 1e-8, alpha = c.Bytes().Bool() ? c.Double() : 0.05;
+  const TVec &x = c.Vec(), &pars = c.Vec();
+  const int maxIter = c.Bool() ? c.Int(-1, 60) : 500;
+  const double tol = c.Bool() ? c.Double() : 1e-8, alpha = c.Bool() ? c.Double() : 0.05;
   using TFit = void (*)(const TVec&, double&, double&, TTwoElmReal&, TTwoElmReal&, int, double, double);
   static const TFit kFits[] = {BetaFit, GammaFit, WeibullFit, CauchyFit};
-  const TFit fit = kFits[c.Bytes().Byte() % 4];
+  const TFit fit = kFits[c.Byte() % 4];
   double a = 0, b = 0, m = 0;
   int d1 = 0, d2 = 0, d3 = 0;
   TTwoElmReal ci1{}, ci2{};
-  c.Run("likelihood fit", [&](TOutputs& o) {
-    fit(x, a, b, ci1, ci2, maxIter, tol, alpha), o.Nums(a, b, ci1[0], ci1[1], ci2[0], ci2[1]);
-  });
+  FUZZ_RUN(fit(x, a, b, ci1, ci2, maxIter, tol, alpha), o.Nums(a, b, ci1[0], ci1[1], ci2[0], ci2[1]));
   c.Run("BetaLike", [&](TOutputs& o) {
     Kalix::TDenseKalix* data[] = {const_cast<TVec*>(&x)};
     TTwoElmReal se{};
     o.Num(BetaLike(pars, TVec(), data)), o.Num(BetaLike(pars, TVec(), data, se)), o.Num(se[0]), o.Num(se[1]);
   });
-  c.Run("StudentFit, FFit",
-        [&](TOutputs& o) { StudentFit(x, d1, maxIter, tol), FFit(x, d2, d3, maxIter, tol), o.Nums(d1, d2, d3); });
-  c.Run("TriangularFit", [&](TOutputs& o) { TriangularFit(x, a, b, m, maxIter, tol), o.Nums(a, b, m); });
+  FUZZ_RUN(StudentFit(x, d1, maxIter, tol), FFit(x, d2, d3, maxIter, tol), o.Nums(d1, d2, d3));
+  FUZZ_RUN(TriangularFit(x, a, b, m, maxIter, tol), o.Nums(a, b, m));
 }
 
 KALIX_FUZZ_ENTRY(PrincipalComponents) {
   const TMtx& m = c.Mtx();
   const auto mode = c.Enum<TPCAMode>(3);
   const bool pct = c.Null();
-  c.Run("PCA(matrix)", [&](TOutputs& o) { PCA(m, o.Mtx(0), o.Vec(0), pct ? nullptr : &o.Vec(1)); });
-  c.Run("PCA(data)", [&](TOutputs& o) { PCA(m, o.Mtx(0), o.Mtx(1), o.Vec(0), pct ? nullptr : &o.Vec(1), mode); });
+  FUZZ_RUN(PCA(m, o.Mtx(0), o.Vec(0), pct ? nullptr : &o.Vec(1)));
+  FUZZ_RUN(PCA(m, o.Mtx(0), o.Mtx(1), o.Vec(0), pct ? nullptr : &o.Vec(1), mode));
 }

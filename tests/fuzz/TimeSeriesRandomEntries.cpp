@@ -7,27 +7,25 @@ using namespace StatRandom;
 
 namespace {
 // Lags and horizons: mostly small, now and then negative, past the data or huge.
-int Lag(TCall& c) { return c.Bytes().Bool() ? c.Bytes().Int(-2, 400) : c.Count(); }
+int Lag(TCall& c) { return c.Bool() ? c.Int(-2, 400) : c.Count(); }
 }  // namespace
 
 KALIX_FUZZ_ENTRY(Signal) {
-  const TVec& x = c.Vec();
-  const TVec& y = c.Vec();
+  const TVec &x = c.Vec(), &y = c.Vec();
   const int lags = Lag(c);
   if (lags > 100000) return;  // output sized by Lags: legitimately large
-  c.Run("AutoCorrBiased", [&](TOutputs& o) { Kalix::AutoCorrBiased(o.Vec(0), x, lags); });
-  c.Run("CrossCorr", [&](TOutputs& o) { Kalix::CrossCorr(o.Vec(0), x, y, lags); });
-  c.Run("Convolve", [&](TOutputs& o) { Kalix::Convolve(o.Vec(0), x, y); });
+  FUZZ_RUN(Kalix::AutoCorrBiased(o.Vec(0), x, lags));
+  FUZZ_RUN(Kalix::CrossCorr(o.Vec(0), x, y, lags));
+  FUZZ_RUN(Kalix::Convolve(o.Vec(0), x, y));
 }
 
 KALIX_FUZZ_ENTRY(Autocorrelation) {
-  const TVec& x = c.Vec();
-  const TVec& g = c.Vec();
+  const TVec &x = c.Vec(), &g = c.Vec();
   const int lags = Lag(c), evals = Lag(c), h = Lag(c);
   const bool withV = c.Null();
   if (lags > 100000) return;
-  c.Run("AutoCov", [&](TOutputs& o) { AutoCov(x, o.Vec(0), lags), ACF(x, o.Vec(1), lags); });
-  c.Run("PACF", [&](TOutputs& o) { PACF(g, o.Vec(0)), PACF(g, o.Vec(1), o.Vec(2), o.Vec(3)); });
+  FUZZ_RUN(AutoCov(x, o.Vec(0), lags), ACF(x, o.Vec(1), lags));
+  FUZZ_RUN(PACF(g, o.Vec(0)), PACF(g, o.Vec(1), o.Vec(2), o.Vec(3)));
   c.Run("DurbinLevinson", [&](TOutputs& o) {
     double s2 = 0;
     TVec& phi = o.Vec(0);
@@ -35,12 +33,12 @@ KALIX_FUZZ_ENTRY(Autocorrelation) {
     DurbinLevinson(g, phi, s2, evals, withV ? &o.Vec(1) : nullptr);
     o.Num(s2);
   });
-  c.Run("BoxLjung", [&](TOutputs& o) { o.Num(BoxLjung(x, h)); });
+  FUZZ_RUN(o.Num(BoxLjung(x, h)));
 }
 
 KALIX_FUZZ_ENTRY(ARFits) {
   const TVec& x = c.Vec();
-  const int order = c.Bytes().Int(-1, 40);
+  const int order = c.Int(-1, 40);
   const bool withSE = c.Null();
   double v1 = 0, v2 = 0;
   c.Run("ARYuleWalkerFit, ARBurgFit", [&](TOutputs& o) {
@@ -54,8 +52,8 @@ KALIX_FUZZ_ENTRY(ARFits) {
 KALIX_FUZZ_ENTRY(ExpSmoothing) {
   const TVec& y = c.Vec();
   double a = c.Double(), b = c.Double(), g = c.Double();
-  if (c.Bytes().Bool()) a = c.Bytes().Byte() / 255.0, b = c.Bytes().Byte() / 255.0, g = c.Bytes().Byte() / 255.0;
-  const int init = c.Bytes().Int(-1, 3), t = Lag(c), period = c.Bytes().Bool() ? c.Bytes().Int(-1, 13) : c.Count();
+  if (c.Bool()) a = c.Byte() / 255.0, b = c.Byte() / 255.0, g = c.Byte() / 255.0;
+  const int init = c.Int(-1, 3), t = Lag(c), period = c.Bool() ? c.Int(-1, 13) : c.Count();
   if (t > 100000) return;
   c.Run("SingleExpSmooth", [&](TOutputs& o) {
     double mse = 0, fa = a, fmse = 0;
@@ -90,21 +88,20 @@ KALIX_FUZZ_ENTRY(Transforms) {
   const TVec& x = c.Vec();
   const double lambda = c.Double();
   const int n = Lag(c);
-  const bool centred = c.Bytes().Bool();
-  c.Run("BoxCox", [&](TOutputs& o) { BoxCox(x, o.Vec(0), lambda), BoxCoxInv(x, o.Vec(1), lambda); });
+  const bool centred = c.Bool();
+  FUZZ_RUN(BoxCox(x, o.Vec(0), lambda), BoxCoxInv(x, o.Vec(1), lambda));
   int offset = 0;
-  c.Run("MovingAverage", [&](TOutputs& o) { o.Nums(MovingAverage(x, n, o.Vec(0), offset, centred), offset); });
+  FUZZ_RUN(o.Nums(MovingAverage(x, n, o.Vec(0), offset, centred), offset));
 }
 
 // Parameters are kept to sizes whose exact draws end in time (a hypergeometric population of
 // 2^31 is legitimate but slow); every value, NaN and infinities included, still reaches them.
 KALIX_FUZZ_ENTRY(RandomVariates) {
   const double a = c.Double(), b = c.Double(), d = c.Double();
-  const int i = c.Bytes().Int(-3, 3000), j = c.Bytes().Int(-3, 3000), k = c.Bytes().Int(-3, 3000);
-  const int n = c.Bytes().Bool() ? c.Bytes().Int(0, 12) : c.Bytes().Int(0, 3000);
-  const int seed = c.Bytes().Int(0, 1 << 20);
+  const int i = c.Int(-3, 3000), j = c.Int(-3, 3000), k = c.Int(-3, 3000), n = c.Bool() ? c.Int(0, 12) : c.Int(0, 3000);
+  const int seed = c.Int(0, 1 << 20);
   const auto prec = c.AnyPrecision();
-  const int law = c.Bytes().Byte();
+  const int law = c.Byte();
   using TReal = std::function<void(Kalix::TDenseKalix&)>;
   using TInt = std::function<void(TVecInt&)>;
   const TReal real[] = {
