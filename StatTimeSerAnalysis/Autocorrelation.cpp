@@ -71,7 +71,10 @@ void DurbinLevinson(const TVec& gamma, TVec& Phi, double& Sigma2, int NumEvals, 
   if (NumEvals - 1 > Phi.Length()) ERaise("DurbinLevinson: Phi.Length < NumEvals-1");
   const std::size_t p = NumEvals > 1 ? static_cast<std::size_t>(NumEvals - 1) : 0;
   Phi.SetZero();
-  if (V) V->Size(Phi);
+  if (V) {  // sized like Phi; orders past NumEvals-1 read 0 like Phi
+    V->Size(Phi);
+    V->SetZero();
+  }
   Sigma2 = gamma.Values(0);
   WithPrecision(gamma, [&](auto tag) {
     using T = typename decltype(tag)::type;

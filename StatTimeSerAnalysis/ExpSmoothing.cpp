@@ -207,7 +207,7 @@ void CheckTripleSmooth(double Alpha, double Beta, double Gamma, const TVec& Y, i
   if (OutsideUnit(Gamma)) ERaise("TripleExpSmooth: (Gamma>1) or (Gamma<0)");
   if (Y.Complex()) ERaise("TripleExpSmooth: Y.Complex = true");
   if (Period < 1 || Y.Length() % Period != 0) ERaise("TripleExpSmooth: (Y.Length mod Period <> 0)");
-  if (Y.Length() < 2 * Period) ERaise("TripleExpSmooth: Y.Length < 2*Period");
+  if (Y.Length() < 2LL * Period) ERaise("TripleExpSmooth: Y.Length < 2*Period");
 }
 
 void CheckTripleForecast(double Alpha, double Beta, double Gamma, const TVec& Y, int T, int Period) {
@@ -217,7 +217,7 @@ void CheckTripleForecast(double Alpha, double Beta, double Gamma, const TVec& Y,
   if (Y.Complex()) ERaise("TripleExpForecast: Y.Complex = true");
   if (Period < 1 || Y.Length() % Period != 0) ERaise("TripleExpForecast: (Y.Length mod Period <> 0)");
   if (T < Period) ERaise("TripleExpForecast: T<Period");
-  if (Y.Length() < 2 * Period) ERaise("TripleExpForecast: Y.Length < 2*Period");
+  if (Y.Length() < 2LL * Period) ERaise("TripleExpForecast: Y.Length < 2*Period");
 }
 
 // YHat[i] = fitted(i) for i < k, tail(i) after; k = 0 leaves no base for a tail (NaN).

@@ -89,7 +89,7 @@ TEST(DurbinLevinson, AR1ClosedFormAndMessages) {
   std::vector<double> g(6);
   for (int k = 0; k < 6; ++k) g[static_cast<std::size_t>(k)] = s2 * std::pow(rho, k) / (1 - rho * rho);
   for (auto p : kRealPrecisions) {
-    TVec phi(7), v;
+    TVec phi(7), v = Vec(std::vector<double>(7, 9.0));  // stale V: the orders past 5 are reset
     double sigma2 = 0;
     DurbinLevinson(Vec(g, p), phi, sigma2, 6, &v);
     ExpectAllClose({rho, 0, 0, 0, 0, 0, 0}, phi, TolFor(p));

@@ -1,3 +1,4 @@
+#include <climits>
 #include "support/TestSupport.h"
 
 namespace {
@@ -123,7 +124,8 @@ TEST(ExpSmoothing, MessagesInCheckOrder) {
   EXPECT_RAISES(TripleExpSmooth(cx, s, b, f, 0.5, 0.5, 0.5, mse, 3), "TripleExpSmooth: Y.Complex = true");
   EXPECT_RAISES(TripleExpSmooth(y10, s, b, f, 0.5, 0.5, 0.5, mse, 4), "TripleExpSmooth: (Y.Length mod Period <> 0)");
   EXPECT_RAISES(TripleExpSmooth(y10, s, b, f, g, be, g, 0), "TripleExpSmooth: (Y.Length mod Period <> 0)");
-  EXPECT_RAISES(TripleExpSmooth(y10, s, b, f, g, be, g, 10), "TripleExpSmooth: Y.Length < 2*Period");
+  for (const auto& [y, period] : {std::pair{y10, 10}, std::pair{TVec(), INT_MAX}})  // 2*Period past int
+    EXPECT_RAISES(TripleExpSmooth(y, s, b, f, g, be, g, period), "TripleExpSmooth: Y.Length < 2*Period");
   EXPECT_RAISES(TripleExpForecast(y10, yhat, -0.5, 0.5, 0.5, 1, 4), "TripleExpForecast: (Alpha>1) or (Alpha<0)");
   EXPECT_RAISES(TripleExpForecast(y10, yhat, 0.5, 0.5, 0.5, 1, 4), "TripleExpForecast: (Y.Length mod Period <> 0)");
   EXPECT_RAISES(TripleExpForecast(y10, yhat, g, be, g, 4, mse, 5), "TripleExpForecast: T<Period");
