@@ -230,7 +230,6 @@ TEST_P(ChartPrecision, EachRuleFromASequenceBuiltToTriggerIt) {
       {"4-1s above, then below", {1.5, 1.5, 1.5, 1.5, -1.5, -1.5, -1.5, -1.5}, {0, 0, 0, 16, 0, 0, 0, 16}},
       {"4-1s broken by a side change", {1.5, 1.5, -1.5, 1.5, 1.5}, {0, 0, 0, 0, 0}},
       {"10x from the tenth point on", Repeat({}, 0.5, 11), Repeat(Repeat({}, 0, 9), 32, 2)},
-      {"10x below", Repeat({}, -0.5, 10), Repeat(Repeat({}, 0, 9), 32, 1)},
       {"a point at the mean breaks the run", Repeat(Repeat(Repeat({}, -0.5, 5), 0, 1), -0.5, 5), Repeat({}, 0, 11)},
       {"NaN counts below", Repeat(Repeat({}, -0.5, 9), kNaN, 1), Repeat(Repeat({}, 0, 9), 32, 1)},
       {"NaN is not above", Repeat(Repeat({}, 0.5, 9), kNaN, 1), Repeat({}, 0, 10)},
