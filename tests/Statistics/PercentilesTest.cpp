@@ -61,7 +61,6 @@ TEST(Percentile, RuleEdgeCases) {
       {&four, 0.875, pctMethodClosestN, 40},               // 3.5 rounds to 4
       {&four, 0.5, static_cast<TPercentileMethod>(7), 0},  // unknown rule
       {&withNaN, 0.0, pctMethodNPlus, 1},                  // NaNs sort above every number
-      {&withNaN, 0.5, pctMethodEDF, 2},
       {&withNaN, 0.6, pctMethodNPlus, 3},
       {&withNaN, 1.0, pctMethodNPlus, NAN},
       {&four, NAN, pctMethodNPlus, NAN},
@@ -137,21 +136,6 @@ TEST(TiedRanks, MidranksAndTieSum) {
   TiedRanks(TVec(), r, tieSum);
   EXPECT_EQ(0.0, tieSum);
   EXPECT_EQ(std::vector<double>({7}), r.ToVector());
-  // Long enough for the radix sort, ties from rounding, a run reaching the end: each rank is the
-  // number below plus the midpoint of its group, and a group of t adds (t^2 - 1)/2 per member.
-  std::vector<double> v(3000);
-  for (std::size_t i = 0; i < v.size(); ++i) v[i] = std::round(std::cos(double(i) * 7.31) * 300.0) / 10.0;
-  v.back() = 99;
-  v[v.size() - 2] = 99;
-  TiedRanks(Vec(v), r, tieSum);
-  double expectedTie = 0;
-  for (std::size_t i = 0; i < v.size(); ++i) {
-    const double below = double(std::count_if(v.begin(), v.end(), [&](double u) { return u < v[i]; }));
-    const double t = double(std::count(v.begin(), v.end(), v[i]));
-    ASSERT_EQ(below + (t + 1) / 2, r[int(i)]) << i;
-    expectedTie += (t * t - 1) / 2;
-  }
-  EXPECT_EQ(expectedTie, tieSum);
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <cstdint>
-#include <random>
 #include <tuple>
 
 #include "Statistics/detail/RankDistributions.h"
@@ -100,29 +98,14 @@ TEST_F(RankTest, ClampsAndTwoSampleForms) {
   EXPECT_EQ(s1, s2);
 }
 
-// P(W+ <= W) by visiting all 2^n sign patterns of the given (mid)ranks.
-double EnumeratedSignedRankCDF(const std::vector<double>& ranks, double W) {
-  const std::uint32_t patterns = 1U << ranks.size();
-  double hits = 0;
-  for (std::uint32_t m = 0; m < patterns; ++m) {
-    double sum = 0;
-    for (std::size_t i = 0; i < ranks.size(); ++i)
-      if ((m >> i) & 1U) sum += ranks[i];
-    hits += sum <= W + 1e-9 ? 1 : 0;
-  }
-  return hits / patterns;
-}
-
-TEST_F(RankTest, SignedRankExactMidranksMatchFullEnumeration) {
-  // R: rank(abs(c(2, 2, 3, -1, 5, -2, 2, 4)))
-  const std::vector<double> ranks{3.5, 3.5, 6, 1, 8, 3.5, 3.5, 7};
-  for (double W : {0.0, 1.0, 3.5, 4.5, 8.0, 11.5, 14.0, 17.5, 18.0}) {
-    SCOPED_TRACE(W);
-    EXPECT_CLOSE(EnumeratedSignedRankCDF(ranks, W), detail::SignedRankExactCDF(ranks, true, W), 1e-14);
-  }
-  // Through the test: data with those ranks, W- = 1 + 3.5 = 4.5.
-  EXPECT_EQ(4.5, WilcoxonSign(Vec({2, 2, 3, -1, 5, -2, 2, 4}), 0.0, h, p, ci, htLeftTailed));
-  EXPECT_CLOSE(EnumeratedSignedRankCDF(ranks, 4.5), p, 1e-14);
+TEST_F(RankTest, SignedRankExactWithMidranksMatchesCoin) {
+  // R coin: wilcoxsign_test(d ~ rep(0, 8), distribution = "exact", alternative = "greater" and
+  // two-sided), d = c(2, 2, 3, -1, 5, -2, 2, 4): midranks 3.5 four times; P(W- <= 4.5) by symmetry.
+  const TVec d = Vec({2, 2, 3, -1, 5, -2, 2, 4});
+  EXPECT_EQ(4.5, WilcoxonSign(d, 0.0, h, p, ci, htLeftTailed));
+  EXPECT_CLOSE(0.0390625, p, 1e-14);
+  WilcoxonSign(d, 0.0, h, p, ci);
+  EXPECT_CLOSE(0.078125, p, 1e-14);
 }
 
 TEST_F(RankTest, SignedRankExactLargeSamplesStayExact) {
@@ -288,26 +271,17 @@ TEST_F(RankTest, KendallTauExactBelowFiftyPairsNormalFrom) {
   }
 }
 
-TEST_F(RankTest, KendallTauMergeCountEqualsPairByPairCount) {
-  // Definition of tau-b counted over all pairs, with many ties in both variables.
-  std::mt19937 gen(7);
-  std::vector<double> x(3001), y(3001);
-  for (std::size_t i = 0; i < x.size(); ++i) {
-    x[i] = static_cast<double>(gen() % 40);
-    y[i] = static_cast<double>(gen() % 25) + 0.05 * x[i];
+TEST_F(RankTest, KendallTauTiesInBothVariablesAcrossMergePasses) {
+  // R: i <- 1:300; x <- ((37 * i) %% 61) %/% 3; y <- ((41 * i) %% 61) %/% 4 + x %/% 2;
+  // cor.test(x, y, method = "kendall", exact = FALSE): tau-b and the tie-corrected p-value
+  std::vector<double> x, y;
+  for (int i = 1; i <= 300; ++i) {
+    x.push_back((i * 37) % 61 / 3);
+    y.push_back((i * 41) % 61 / 4 + (i * 37) % 61 / 3 / 2);
   }
-  double S = 0, tiesX = 0, tiesY = 0, n0 = 0;
-  for (std::size_t i = 0; i < x.size(); ++i)
-    for (std::size_t j = 0; j < i; ++j) {
-      const double a = x[i] - x[j], b = y[i] - y[j];
-      n0 += 1;
-      S += (a > 0) - (a < 0) == 0 ? 0 : ((a > 0) == (b > 0) ? (b != 0) : -(b != 0));
-      tiesX += a == 0;
-      tiesY += b == 0;
-    }
   double tau;
   KendallTau(Vec(x), Vec(y), tau, h, p);
-  EXPECT_CLOSE(S / std::sqrt((n0 - tiesX) * (n0 - tiesY)), tau, 1e-12);
+  ExpectAllClose({0.39998254478626655, 5.8096061668804249e-23}, {tau, p}, 1e-9);
 }
 
 // R: kruskal.test(x, factor(g)).
