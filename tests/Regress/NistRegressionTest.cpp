@@ -1,4 +1,4 @@
-// NIST StRD linear regression and one-way ANOVA files and Longley: prints the digits reached and requires 9.
+// NIST StRD linear regression and one-way ANOVA files: prints the digits reached and requires 9.
 #include <cstdio>
 
 #include "RegressData.h"
@@ -69,22 +69,6 @@ INSTANTIATE_TEST_SUITE_P(StRD, NistRegression,
                                          TRegressionFile{"Wampler2", 5, true, 13},
                                          TRegressionFile{"Wampler3", 5, true, 13}),
                          [](const auto& pinfo) { return std::string(pinfo.param.name); });
-
-// Longley's regressors GNP.deflator, GNP, Unemployed, Armed.Forces, Population, Year; response Employed.
-TEST(NistRegressionLongley, CoefficientsAndStandardErrors) {
-  const TYA d = LongleyYA();
-  // R: coef(summary(lm(Employed ~ ., longley)))[, 1:2] (agrees with NIST's certified values);
-  //    summary(fit)$sigma, $r.squared
-  ExpectCertifiedFit("Longley:", d.y, d.A, true,
-                     {{-3.4822586345958148e+03, 8.9042038360737570e+02},
-                      {1.5061872271372779e-02, 8.4914925774767377e-02},
-                      {-3.5819179292591000e-02, 3.3491007772243411e-02},
-                      {-2.0202298038168240e-02, 4.8839968165170283e-03},
-                      {-1.0332268671735891e-02, 2.1427416316167573e-03},
-                      {-5.1104105653579195e-02, 2.2607320006937262e-01},
-                      {1.8291514646135503e+00, 4.5547849914221344e-01}},
-                     0.3048540735619657, 0.99547900457729555);
-}
 
 // ---------------------------------------------------------------- one-way ANOVA
 
