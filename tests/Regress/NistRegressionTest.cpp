@@ -20,27 +20,6 @@ void ExpectDigits(const char* what, double computed, double certified, std::stri
   EXPECT_GE(lre, minDigits) << what << ": computed " << computed << ", certified " << certified;
 }
 
-// Fits y on A by QR, checks each certified {coefficient, standard error} row (to bDigits), s,
-// R2 and (when certified) SSR, and prints the digits reached.
-void ExpectCertifiedFit(std::string report, const TVec& y, const TMtx& A, bool constant,
-                        const std::vector<std::vector<double>>& cert, double s, double r2, double ssr = NAN,
-                        double bDigits = kMinDigits) {
-  TVec b, yc, res, sd;
-  TMtx v;
-  MulLinRegress(y, A, b, constant, &yc, &v, regSolveLQR);
-  TRegStats st;
-  RegressTest(y, yc, v, st, res, sd, constant);
-  ASSERT_EQ(cert.size(), static_cast<std::size_t>(b.Length()));
-  for (int k = 0; k < b.Length(); ++k) {
-    ExpectDigits("B", b[k], cert[static_cast<std::size_t>(k)].at(0), report, bDigits);
-    ExpectDigits("sd", sd[k], cert[static_cast<std::size_t>(k)].at(1), report, bDigits);
-  }
-  ExpectDigits("s", st.StdError, s, report);
-  ExpectDigits("R2", st.R2, r2, report);
-  if (!std::isnan(ssr)) ExpectDigits("SSR", st.SSR, ssr, report);
-  std::printf("[ digits ] %s\n", report.c_str());
-}
-
 struct TRegressionFile {
   const char* name;
   int degree;  // polynomial in x of this degree
@@ -50,16 +29,29 @@ struct TRegressionFile {
 
 class NistRegression : public testing::TestWithParam<TRegressionFile> {};
 
+// Fits y on the powers of x by QR; checks each certified coefficient and standard error (to
+// bDigits), s, R2 and SSR, and prints the digits reached.
 TEST_P(NistRegression, CertifiedCoefficientsDeviationsAndFit) {
   const TRegressionFile& c = GetParam();
   const TNistFile f = LoadNist(std::string(c.name) + ".dat");
   const TYA d = NistPolynomial(f, c.degree);
-  // Certified parameters are named B0.. with a constant, B1.. without.
-  std::vector<std::vector<double>> cert;
-  for (int k = c.constant ? 0 : 1; k <= c.degree; ++k)
-    cert.push_back(f.NumbersAfter(std::string(1, 'B') += std::to_string(k)));
-  ExpectCertifiedFit(std::string(c.name) + ":", d.y, d.A, c.constant, cert, f.NumbersAfter("Standard Deviation").at(0),
-                     f.NumbersAfter("R-Squared").at(0), f.NumbersAfter("Regression").at(1), c.bDigits);
+  TVec b, yc, res, sd;
+  TMtx v;
+  TRegStats st;
+  MulLinRegress(d.y, d.A, b, c.constant, &yc, &v, regSolveLQR);
+  RegressTest(d.y, yc, v, st, res, sd, c.constant);
+  ASSERT_EQ(b.Length(), c.degree + (c.constant ? 1 : 0));
+  std::string report = std::string(c.name) + ":";
+  for (int k = 0; k < b.Length(); ++k) {
+    // Certified parameters are named B0.. with a constant, B1.. without.
+    const std::vector<double> cert = f.NumbersAfter(std::string(1, 'B') += std::to_string(c.constant ? k : k + 1));
+    ExpectDigits("B", b[k], cert.at(0), report, c.bDigits);
+    ExpectDigits("sd", sd[k], cert.at(1), report, c.bDigits);
+  }
+  ExpectDigits("s", st.StdError, f.NumbersAfter("Standard Deviation").at(0), report);
+  ExpectDigits("R2", st.R2, f.NumbersAfter("R-Squared").at(0), report);
+  ExpectDigits("SSR", st.SSR, f.NumbersAfter("Regression").at(1), report);
+  std::printf("[ digits ] %s\n", report.c_str());
 }
 
 INSTANTIATE_TEST_SUITE_P(StRD, NistRegression,
