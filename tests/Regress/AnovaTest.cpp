@@ -35,23 +35,6 @@ TEST(Anova1T, UnbalancedIndexedGroupsMatchRAndAlphaSetsFCrit) {
   EXPECT_CLOSE(2.299482924096449e-05, p, 1e-8);
 }
 
-TEST(Anova1T, ManyShuffledGroupsAgreeWithTheColumnLayout) {
-  // 300 scrambled groups of 100: the accumulators grow while the data stream in, over several summation blocks.
-  const int k = 300, n = k * 100;
-  TMtx m(100, k);
-  TVec x(n);
-  TVecInt g(n);
-  for (int e = 0; e < n; ++e) {
-    const int pos = static_cast<int>((static_cast<long long>(e) * 7919) % n);  // a permutation of 0 .. n-1
-    x[pos] = m(e / k, e % k) = std::sin(0.37 * e) + 0.01 * (e % k), g[pos] = e % k;
-  }
-  double pm, pi;
-  const TANOVA1Result a = ANOVA1(m, pm), b = ANOVA1(x, g, pi);
-  ExpectAllClose({a.SS1, a.SS2}, {b.SS1, b.SS2}, 1e-12);
-  EXPECT_EQ((std::vector<double>{k - 1.0, n - k + 0.0}), (std::vector<double>{b.Deg1, b.Deg2}));
-  EXPECT_CLOSE(pm, pi, 1e-10);
-}
-
 TEST(Anova1T, FDecisionBranchesMissingGroupAndSingleOffset) {
   double p = -1;
   // Equal group means: SSB = 0 gives F = 0 and p = 1.
