@@ -89,19 +89,18 @@ TEST(GeneralizedLinear, SeparationAndBadData) {
   EXPECT_RAISES(LogisticRegress(Vec({0, 1, 0, 1, 1, 0}, mvSingle), A, b, st),
                 "LogisticRegress: Y.FloatPrecision <> A.FloatPrecision");
   EXPECT_RAISES(LogisticRegress(Vec({0, 1, 0, 2, 1, 0}), A, b, st), "LogisticRegress: Y not in {0, 1}");
-  const TVec m = Vec({2, 2, 2, 2, 2, 0}), m3 = Vec({2, 2, 2, 2, 2, 2});
-  EXPECT_RAISES(LogisticRegress(y, A, b, st, nullptr, nullptr, nullptr, nullptr, nullptr, true, &m),
-                "LogisticRegress: Trials <= 0");
-  EXPECT_RAISES(LogisticRegress(Vec({0, 1, 0, 3, 1, 0}), A, b, st, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                true, &m3),
-                "LogisticRegress: Y < 0 or Y > Trials");
+  const TVec m = Vec({2, 2, 2, 2, 2, 0}), m3 = Vec({2, 2, 2, 2, 2, 2}), shortOff = Vec({0, 0});
+  // The trials (offset) and iteration arguments, with every optional output skipped.
+  const auto logit = [&](const TVec& yy, const TVec* trials, int maxIter = 100) {
+    LogisticRegress(yy, A, b, st, nullptr, nullptr, nullptr, nullptr, nullptr, true, trials, maxIter);
+  };
+  EXPECT_RAISES(logit(y, &m), "LogisticRegress: Trials <= 0");
+  EXPECT_RAISES(logit(Vec({0, 1, 0, 3, 1, 0}), &m3), "LogisticRegress: Y < 0 or Y > Trials");
   EXPECT_RAISES(LogisticRegress(y, Mtx({{1, 2}, {2, 4}, {3, 6}, {4, 8}, {5, 10}, {6, 12}}), b, st),
                 "LogisticRegress: singular design matrix");
-  EXPECT_RAISES(LogisticRegress(y, A, b, st, nullptr, nullptr, nullptr, nullptr, nullptr, true, nullptr, 0),
-                "LogisticRegress: MaxIter < 1");
+  EXPECT_RAISES(logit(y, nullptr, 0), "LogisticRegress: MaxIter < 1");
   EXPECT_RAISES(PoissonRegress(Vec({1, 2, -1, 0, 3, 1}), A, b, st), "PoissonRegress: Y < 0");
   EXPECT_RAISES(PoissonRegress(Vec({1, 2, 1, 0, 3, NAN}), A, b, st), "PoissonRegress: Y < 0");
-  const TVec shortOff = Vec({0, 0});
   EXPECT_RAISES(PoissonRegress(y, A, b, st, nullptr, nullptr, nullptr, nullptr, nullptr, true, &shortOff),
                 "PoissonRegress: Offset.Length <> Y.Length");
   EXPECT_RAISES(PoissonRegress(y, Mtx({{1}, {2}, {NAN}, {4}, {5}, {6}}), b, st), "PoissonRegress: A is not finite");

@@ -33,7 +33,6 @@ double Lanczos(B b, double x) { return b[0] * std::exp(-b[1] * x) + b[2] * std::
 const std::vector<TNlsCase>& NlsCases() {
   static const std::vector<TNlsCase> cases{
       {"Chwirut1.dat", Chwirut, true},
-      {"Chwirut2.dat", Chwirut, true},
       {"DanWood.dat", [](B b, double x) { return b[0] * std::pow(x, b[1]); }, true},
       {"ENSO.dat",
        [](B b, double x) {
@@ -44,7 +43,6 @@ const std::vector<TNlsCase>& NlsCases() {
        true},
       {"Eckerle4.dat", [](B b, double x) { return b[0] / b[1] * std::exp(-0.5 * std::pow((x - b[2]) / b[1], 2)); }},
       {"Gauss1.dat", Gauss, true},
-      {"Gauss2.dat", Gauss, true},
       {"Hahn1.dat",
        [](B b, double x) {
          return (b[0] + x * (b[1] + x * (b[2] + x * b[3]))) / (1 + x * (b[4] + x * (b[5] + x * b[6])));

@@ -136,9 +136,9 @@ TEST(LeastSquaresPartial, CertifiedDigits) {
 
 class Anova1PartialT : public testing::TestWithParam<int> {};
 
-// SmLs01-03 over pieces: the certified sums of squares and F, and ANOVA1's table; on top of
-// 1e9 (as the harder SmLs files are) equal to ANOVA1 of the data less x[0] (exact).
-TEST_P(Anova1PartialT, CertifiedSmLsAndEqualToAnova1) {
+// SmLs01-03 over pieces give ANOVA1's table (which the certified values pin); on top of 1e9 (as
+// the harder SmLs files are) that of the data less x[0] (exact).
+TEST_P(Anova1PartialT, SmLsEqualToAnova1) {
   for (const double offset : {0.0, 1e9})
     for (const char* name : {"SmLs01", "SmLs02", "SmLs03"}) {
       SCOPED_TRACE(std::string(name) + (offset ? "+1e9" : ""));
@@ -161,12 +161,6 @@ TEST_P(Anova1PartialT, CertifiedSmLsAndEqualToAnova1) {
       }
       double p, pMem;
       const TANOVA1Result r = total.Finish(p), mem = ANOVA1(d, g, pMem);
-      if (!offset) {
-        const std::vector<double> between = f.NumbersAfter("Between"), within = f.NumbersAfter("Within");
-        EXPECT_GE(LRE(r.SS1, between.at(1)), 12.0);
-        EXPECT_GE(LRE(r.SS2, within.at(1)), 12.0);
-        EXPECT_GE(LRE(r.FDist, between.at(3)), 12.0);
-      }
       ExpectAllClose({mem.SS1, mem.SS2, mem.SSTotal, mem.Deg1, mem.Deg2, mem.DegTotal, mem.MS1, mem.MS2, mem.FDist,
                       mem.FCrit, pMem},
                      {r.SS1, r.SS2, r.SSTotal, r.Deg1, r.Deg2, r.DegTotal, r.MS1, r.MS2, r.FDist, r.FCrit, p}, 1e-12);

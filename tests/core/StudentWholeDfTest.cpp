@@ -1,4 +1,5 @@
-// Student's t for whole degrees of freedom (closed series, Hill's start and Newton) against R and long-double Boost.
+// Student's t for whole degrees of freedom (closed series, Hill's start and Newton) against long-double Boost;
+// the R values of the probability table pin the same path.
 #include <boost/math/distributions/students_t.hpp>
 #include <cmath>
 
@@ -8,21 +9,6 @@ namespace {
 
 using Kalix::StudentCDF;
 using Kalix::StudentCDFInv;
-
-TEST(StudentWholeDf, MatchesR) {
-  // R: pt(t, df) and qt(p, df).
-  struct TCase {
-    double x, df, cdf;
-  } const cdfs[] = {{-1.5, 7, 0.088649243494985014}, {0.3, 19, 0.616282669830368279}, {2, 1, 0.852416382349566737},
-                    {-0.8, 64, 0.213335158602930897}, {1.1, 2, 0.806980064702271127}};
-  for (const auto& c : cdfs) EXPECT_CLOSE(c.cdf, StudentCDF(c.x, c.df), 1e-14) << c.x << " " << c.df;
-  struct TQuantile {
-    double p, df, t;
-  } const quantiles[] = {{0.975, 19, 2.09302405440830919}, {0.005, 3, -5.84090930973335620},
-                         {0.9, 64, 1.29491981959517366},   {0.25, 2, -0.81649658092772592},
-                         {0.6, 1, 0.32491969623290634},    {0.01, 30, -2.45726154240059191}};
-  for (const auto& q : quantiles) EXPECT_CLOSE(q.t, StudentCDFInv(q.p, q.df), 1e-14) << q.p << " " << q.df;
-}
 
 // Every whole df up to past the series' limit, t and p from the centre into the far tails:
 // within 2e-14 of Boost.Math in long double where the closed forms serve, monotone, and the quantile inverting the CDF.

@@ -68,52 +68,31 @@ KALIX_FUZZ_ENTRY(LinAlg) {
   FUZZ_RUN(Cholesky(o.Mtx(0), a));
 }
 
-KALIX_FUZZ_ENTRY(Reductions) {
+// Reductions, element-wise operations, builders, sorting and gathering.
+KALIX_FUZZ_ENTRY(VectorOps) {
   const Kalix::TDenseKalix &x = c.Dense(), &y = c.Dense();
-  const TVec& v = c.Vec();
-  const TMtx& m = c.Mtx();
-  const double mu = c.Double();
-  const int i = c.Count(), n = c.Count();
-  FUZZ_RUN(for (TRed f : kReductions) o.Num(f(x)); o.Num(StdDev(x, mu)));
-  double hi = 0, lo = 0;
-  TCplx chi, clo;
-  FUZZ_RUN(MaxMin(x, hi, lo), o.Nums(hi, lo));
-  FUZZ_RUN(MaxMinc(x, chi, clo), o.Num(chi), o.Num(clo));
-  FUZZ_RUN(o.Num(Mean(v, i, n)));
-  FUZZ_RUN(o.Num(NormL2(x, y)), o.Num(DotProd(x, y)));
-  FUZZ_RUN(o.Num(Trace(m)));
-  FUZZ_RUN(int k = 0; for (TRowRed f : kRowReductions) f(m, o.Vec(k++)));
-}
-
-KALIX_FUZZ_ENTRY(Sorting) {
-  const TVec& x = c.Vec();
-  const TMtx& m = c.Mtx();
+  const TVec &v = c.Vec(), &w = c.Vec();
+  const TMtx &m = c.Mtx(), &b = c.Mtx();
+  const double mu = c.Double(), s = c.Double(), t = c.Double();
+  const int i = c.Count(), count = c.Count(), n = c.Bool() ? c.Count() : c.Int(-3, 40);
+  const auto eyePrecision = c.AnyPrecision();
   const TVecInt& idx = c.VecInt(-2, 12);
   const int col = c.Count();
   const double value = c.Double();
   static const char* const kOps[] = {"<", "<=", ">", ">=", "=", "<>", "!", ""};
   const char* op = kOps[c.Byte() % 8];
-  // In-place routines work on copies of the inputs in the output slots.
-  FUZZ_RUN(SortAscend(o.Vec(0) = x), SortDescend(o.Vec(1) = x, o.VecInt(0)));
-  FUZZ_RUN(SortAscend(o.Vec(0) = x, o.VecInt(0)), SortDescend(o.Vec(1) = x));
-  FUZZ_RUN(SortAscend(o.Mtx(0) = m, col));
-  FUZZ_RUN(GatherByIndex(o.Vec(0), x, idx));
-  FUZZ_RUN(GatherByMask(o.Vec(0), x, idx));
-  FUZZ_RUN(ScatterByMask(o.Vec(0) = x, x, idx));
-  FUZZ_RUN(o.Num(FindIndexes(o.VecInt(0), x, op, value)));
-  FUZZ_RUN(o.Num(FindMask(o.VecInt(0), x, op, value)));
-}
-
-KALIX_FUZZ_ENTRY(Ops) {
-  const Kalix::TDenseKalix &x = c.Dense(), &y = c.Dense();
-  const TVec &v = c.Vec(), &w = c.Vec();
-  const TMtx &a = c.Mtx(), &b = c.Mtx();
-  const double s = c.Double(), t = c.Double();
-  const int n = c.Bool() ? c.Count() : c.Int(-3, 40);
-  const auto eyePrecision = c.AnyPrecision();
   using TUnary = void (*)(TDenseKalix&, const TDenseKalix&);
   static const TUnary kUnary[] = {Abs, Sqr, Sqrt, Inv, Ln, Exp, Round, Trunc, Ceil, Floor, Sign};
   const TUnary unary = kUnary[c.Byte() % std::size(kUnary)];
+  FUZZ_RUN(for (TRed f : kReductions) o.Num(f(x)); o.Num(StdDev(x, mu)));
+  double hi = 0, lo = 0;
+  TCplx chi, clo;
+  FUZZ_RUN(MaxMin(x, hi, lo), o.Nums(hi, lo));
+  FUZZ_RUN(MaxMinc(x, chi, clo), o.Num(chi), o.Num(clo));
+  FUZZ_RUN(o.Num(Mean(v, i, count)));
+  FUZZ_RUN(o.Num(NormL2(x, y)), o.Num(DotProd(x, y)));
+  FUZZ_RUN(o.Num(Trace(m)));
+  FUZZ_RUN(int k = 0; for (TRowRed f : kRowReductions) f(m, o.Vec(k++)));
   FUZZ_RUN(unary(o.Vec(0), x));
   FUZZ_RUN(Power(o.Vec(0), x, s), IntPower(o.Mtx(0), x, n));
   c.Run("scalar ops", [&](TOutputs& o) {
@@ -129,9 +108,18 @@ KALIX_FUZZ_ENTRY(Ops) {
   });
   c.Run("matrix builders", [&](TOutputs& o) {
     if (n < 3000) Eye(o.Mtx(0), n, eyePrecision);
-    Transp(o.Mtx(1), a), Diag(o.Vec(0), a);
+    Transp(o.Mtx(1), m), Diag(o.Vec(0), m);
     if (v.Length() < 300) Toeplitz(o.Mtx(2), v);
     if (n < 300) VanderMonde(o.Mtx(3), v, n);
-    ConcatHorz(o.Mtx(4), a, b), ConcatVert(o.Mtx(5), a, b);
+    ConcatHorz(o.Mtx(4), m, b), ConcatVert(o.Mtx(5), m, b);
   });
+  // In-place routines work on copies of the inputs in the output slots.
+  FUZZ_RUN(SortAscend(o.Vec(0) = v), SortDescend(o.Vec(1) = v, o.VecInt(0)));
+  FUZZ_RUN(SortAscend(o.Vec(0) = v, o.VecInt(0)), SortDescend(o.Vec(1) = v));
+  FUZZ_RUN(SortAscend(o.Mtx(0) = m, col));
+  FUZZ_RUN(GatherByIndex(o.Vec(0), v, idx));
+  FUZZ_RUN(GatherByMask(o.Vec(0), v, idx));
+  FUZZ_RUN(ScatterByMask(o.Vec(0) = v, v, idx));
+  FUZZ_RUN(o.Num(FindIndexes(o.VecInt(0), v, op, value)));
+  FUZZ_RUN(o.Num(FindMask(o.VecInt(0), v, op, value)));
 }

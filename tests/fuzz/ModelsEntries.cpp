@@ -27,20 +27,6 @@ double Model(int kind, std::span<const double> b, double x) {
 
 }  // namespace
 
-KALIX_FUZZ_ENTRY(BiasedRegression) {
-  const TVec& y = c.Vec();
-  const TMtx& a = c.Mtx();
-  const TVec& w = c.Vec();
-  const double k = c.Double();
-  const int comps = c.Count();
-  const bool flag = c.Bool(), optional = c.Null();
-  FUZZ_RUN(RidgeRegress(y, a, k, o.Vec(0), flag));
-  double opt = 0;
-  FUZZ_RUN(RidgeOptimalk(y, a, opt = k), o.Num(opt));
-  FUZZ_RUN(PCRegress(y, a, o.Vec(0), optional ? nullptr : &o.Vec(1), flag ? nullptr : &o.Vec(2), comps));
-  FUZZ_RUN(PCRegress(y, a, o.Vec(0), w, optional ? nullptr : &o.Vec(1), flag ? nullptr : &o.Vec(2), comps));
-}
-
 KALIX_FUZZ_ENTRY(NonlinearRegression) {
   const TVec &x = c.Vec(), &y = c.Vec(), &b0 = c.Vec(), &w = c.Vec();
   const int kind = c.Int(0, 3), maxIter = c.Bool() ? c.Int(-1, 40) : c.Count();
@@ -70,13 +56,22 @@ KALIX_FUZZ_ENTRY(NonlinearRegression) {
       kind == 3);
 }
 
-KALIX_FUZZ_ENTRY(GeneralizedLinear) {
+// Ridge, principal-component and generalised linear regressions of y on a (extra: weights,
+// trials or offsets).
+KALIX_FUZZ_ENTRY(BiasedAndGeneralizedLinear) {
   const TVec& y = c.Vec();
   const TMtx& a = c.Mtx();
   const TVec& extra = c.Vec();
+  const double k = c.Double();
+  const int comps = c.Count();
   const bool constant = c.Bool(), optional = c.Null(), withExtra = c.Null();
   const int maxIter = c.Bool() ? c.Int(-1, 30) : c.Count();
   const double tol = c.Bool() ? c.Double() : 1e-8;
+  FUZZ_RUN(RidgeRegress(y, a, k, o.Vec(0), constant));
+  double opt = 0;
+  FUZZ_RUN(RidgeOptimalk(y, a, opt = k), o.Num(opt));
+  FUZZ_RUN(PCRegress(y, a, o.Vec(0), optional ? nullptr : &o.Vec(1), withExtra ? nullptr : &o.Vec(2), comps));
+  FUZZ_RUN(PCRegress(y, a, o.Vec(0), extra, optional ? nullptr : &o.Vec(1), withExtra ? nullptr : &o.Vec(2), comps));
   if (maxIter > 1000) return;
   using TGlm = void (*)(const TVec&, const TMtx&, TVec&, TGLMStats&, TVec*, TVec*, TVec*, Kalix::TMtx*, TVec*, bool,
                         const TVec*, int, double);

@@ -5,21 +5,16 @@
 using namespace KalixFuzz;
 using namespace Statistics;
 
-KALIX_FUZZ_ENTRY(PairwiseDistance) {
+// Distances between the rows of x (and y), and the Hotelling and Box tests on them.
+KALIX_FUZZ_ENTRY(DistancesAndTests) {
   const TMtx &x = c.Mtx(), &y = c.Mtx(), &cov = c.Mtx();
-  const auto metric = c.Enum<TDistanceMetric>(8);
-  const double p = c.Double();
-  const bool useCov = !c.Null();
-  FUZZ_RUN(PairwiseDistance(x, o.Mtx(0), metric, p, useCov ? &cov : nullptr));
-  FUZZ_RUN(PairwiseDistance(x, y, o.Mtx(0), metric, p, useCov ? &cov : nullptr));
-}
-
-KALIX_FUZZ_ENTRY(MultivariateTests) {
-  const TMtx &x = c.Mtx(), &y = c.Mtx();
   const TVec& mu = c.Vec();
   const TVecInt& g = c.VecInt();
-  const double alpha = c.Double();
-  const bool opt = !c.Null();
+  const auto metric = c.Enum<TDistanceMetric>(8);
+  const double power = c.Double(), alpha = c.Double();
+  const bool opt = !c.Null(), useCov = !c.Null();
+  FUZZ_RUN(PairwiseDistance(x, o.Mtx(0), metric, power, useCov ? &cov : nullptr));
+  FUZZ_RUN(PairwiseDistance(x, y, o.Mtx(0), metric, power, useCov ? &cov : nullptr));
   // The optional statistics start from zeros in both calls.
   double f = 0, chi = 0, fs = 0;
   TTwoElmReal df{};

@@ -20,11 +20,13 @@ std::vector<double> Tampered(std::vector<double> s, int i, double v) {
 
 }  // namespace
 
-KALIX_FUZZ_ENTRY(MomentsPartials) {
+KALIX_FUZZ_ENTRY(Partials) {
   const TVec &x = c.Vec(), &y = c.Vec();
   const TMtx& m = c.Mtx();
-  const int cols = c.Int(-1, 4), at = c.Int(0, 40), bins = c.Int(-1, 9);
-  const double v = c.Double(), lo = c.Double(), hi = c.Double();
+  const TVecInt& g = c.VecInt();
+  const int cols = c.Int(-1, 4), at = c.Int(0, 60), bins = c.Int(-1, 9);
+  const bool constant = c.Bool();
+  const double v = c.Double(), lo = c.Double(), hi = c.Double(), alpha = c.Double();
   c.Run("TMomentsPartial", [&](TOutputs& o) {
     TMomentsPartial a, b;
     a.Add(x), b.Add(y), a.Merge(b);
@@ -42,18 +44,8 @@ KALIX_FUZZ_ENTRY(MomentsPartials) {
     a.Add(x), b.Add(y), a.Merge(b);
     THistogramPartial(std::span<const double>(Tampered(a.State(), at, v))).Finish(o.Vec(0), o.Vec(1));
   });
-}
-
-KALIX_FUZZ_ENTRY(RegressPartials) {
-  const TVec& y = c.Vec();
-  const TMtx& m = c.Mtx();
-  const TVec& x = c.Vec();
-  const TVecInt& g = c.VecInt();
-  const int p = c.Int(-1, 4), at = c.Int(0, 60);
-  const bool constant = c.Bool();
-  const double v = c.Double(), alpha = c.Double();
   c.Run("TLeastSquaresPartial", [&](TOutputs& o) {
-    TLeastSquaresPartial a(p, constant), b(p, constant);
+    TLeastSquaresPartial a(cols, constant), b(cols, constant);
     a.Add(y, m), b.Add(y, m), a.Merge(b);
     TLeastSquaresStats st{};
     TLeastSquaresPartial(std::span<const double>(Tampered(a.State(), at, v))).Finish(o.Vec(0), o.Vec(1), st);

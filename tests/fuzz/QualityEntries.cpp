@@ -21,10 +21,11 @@ KALIX_FUZZ_ENTRY(VariablesCharts) {
   FUZZ_RUN(QCCumSumChart(m, o.Vec(0), k, h, mu, sigma, withC ? &o.Vec(1) : nullptr, withC ? &o.Vec(2) : nullptr, conf));
 }
 
-KALIX_FUZZ_ENTRY(AttributesCharts) {
+// Attribute charts, Westgard rules and capability indexes of one series.
+KALIX_FUZZ_ENTRY(AttributesAndCapability) {
   const TVec &d = c.Vec(), &sizes = c.Vec();
   const int n = c.Count();
-  const double conf = c.Double();
+  const double conf = c.Double(), a = c.Double(), b = c.Double(), alpha = c.Double();
   double cl, ucl, lcl;
   using TChart = void (*)(const TVec&, int, TVec&, double&, double&, double&, double);
   using TChartN = void (*)(const TVec&, const TVec&, TVec&, double&, TVec&, TVec&, double);
@@ -35,11 +36,6 @@ KALIX_FUZZ_ENTRY(AttributesCharts) {
   // The per-sample np chart leaves DrawVec as it was (plot the counts themselves).
   FUZZ_RUN(QCNPChart(d, sizes, o.Vec(0, false), o.Vec(1), o.Vec(2), o.Vec(3), conf));
   FUZZ_RUN(QCCChart(d, o.Vec(0), cl, ucl, lcl, conf), o.Nums(cl, ucl, lcl));
-}
-
-KALIX_FUZZ_ENTRY(WestgardCapability) {
-  const TVec& d = c.Vec();
-  const double a = c.Double(), b = c.Double(), alpha = c.Double();
   FUZZ_RUN(QCWestgardRules(d, o.Vec(0), a, b));
   c.Run("QCCapIndexes", [&](TOutputs& o) {
     double out, cp, cpk;

@@ -4,27 +4,19 @@
 using namespace KalixFuzz;
 using namespace Statistics;
 
-KALIX_FUZZ_ENTRY(Percentile) {
+// Percentiles, ranks, means and moments of one sample.
+KALIX_FUZZ_ENTRY(Summaries) {
   const TVec& x = c.Vec();
-  const double p = c.Double(), q = c.Double();
+  const double p = c.Double(), q = c.Double(), pc = c.Double(), mu = c.Double();
   const auto m = c.Enum<TPercentileMethod>(5);
+  const int i = c.Count(), n = c.Count(), order = c.Count();
   FUZZ_RUN(o.Num(Percentile(x, p, m)));
   FUZZ_RUN(const double ps[] = {p, q, 0.5}; double r[3] = {}; Percentile(x, ps, r, m), o.Nums(r[0], r[1], r[2]));
   FUZZ_RUN(o.Num(InterQuartile(x, m)));
-}
-
-KALIX_FUZZ_ENTRY(Ranks) {
-  const TVec& x = c.Vec();
   double t = 0;
   FUZZ_RUN(Ranks(o.Vec(0) = x, o.Vec(1)));
   // Deliberate: empty X leaves Result as it was.
   FUZZ_RUN(TiedRanks(x, o.Vec(0, x.Length() > 0), t), o.Num(t));
-}
-
-KALIX_FUZZ_ENTRY(Means) {
-  const TVec& x = c.Vec();
-  const double pc = c.Double(), mu = c.Double();
-  const int i = c.Count(), n = c.Count(), order = c.Count();
   FUZZ_RUN(o.Num(MeanG(x)));
   FUZZ_RUN(o.Num(MeanH(x)));
   FUZZ_RUN(o.Num(MeanT(x, pc)));
@@ -69,27 +61,16 @@ KALIX_FUZZ_ENTRY(MatrixUtils) {
   FUZZ_RUN(RemoveColumn(m, o.Mtx(0), index));
 }
 
-KALIX_FUZZ_ENTRY(Histogram) {
-  const TVec &x = c.Vec(), &bins = c.Vec();
-  const int nb = c.Bool() ? c.Int(-1, 50) : c.Count();
-  const bool centres = c.Bool();
-  const double lo = c.Double(), hi = c.Double();
-  if (nb > 100000) return;  // output sized by NumBins: legitimately large
-  FUZZ_RUN(Histogram(x, nb, o.VecInt(0), o.Vec(0), centres, lo, hi));
-  FUZZ_RUN(Histogram(x, nb, o.VecInt(0), o.Vec(0), centres));
-  FUZZ_RUN(Histogram(x, nb, o.Vec(1), o.Vec(0), centres, lo, hi));
-  FUZZ_RUN(Histogram(x, nb, o.Vec(1), o.Vec(0), centres));
-  FUZZ_RUN(Histogram(x, bins, o.Vec(0)));
-  FUZZ_RUN(CumulativeHist(x, nb, o.Vec(1), o.Vec(0), centres));
-  FUZZ_RUN(CumulativeHist(x, bins, o.Vec(0)));
-}
-
-// Welch's t, Kendall's tau, Kruskal-Wallis and the exact rank-sum test with ties.
-KALIX_FUZZ_ENTRY(WelchAndRankTests) {
+// Welch's t, Kendall's tau, Kruskal-Wallis and the exact rank-sum test with ties on x and y,
+// then histograms of x (bin edges y).
+KALIX_FUZZ_ENTRY(HistogramsAndTwoSampleTests) {
   const TVec &x = c.Vec(), &y = c.Vec();
   const TVecInt& g = c.VecInt();
   const auto h = c.Enum<THypothesisType>(3);
-  const double alpha = c.Double();
+  const int nb = c.Bool() ? c.Int(-1, 50) : c.Count();
+  const bool centres = c.Bool();
+  const double lo = c.Double(), hi = c.Double(), alpha = c.Double();
+  const TVec& bins = y;
   c.Run("tTestWelch", [&](TOutputs& o) {
     double df = 0;
     TTwoElmReal ci{};
@@ -99,4 +80,12 @@ KALIX_FUZZ_ENTRY(WelchAndRankTests) {
   FUZZ_RUN(double tau = 0; o.Test([&](auto& r, auto& p) { return KendallTau(x, y, tau, r, p, h, alpha), tau; }));
   FUZZ_RUN(o.Test([&](auto& r, auto& p) { return KruskalWallis(x, g, r, p, alpha); }));
   FUZZ_RUN(o.Test([&](auto& r, auto& p) { return MannWhitneyExact(x, y, r, p, h, alpha); }));
+  if (nb > 100000) return;  // output sized by NumBins: legitimately large
+  FUZZ_RUN(Histogram(x, nb, o.VecInt(0), o.Vec(0), centres, lo, hi));
+  FUZZ_RUN(Histogram(x, nb, o.VecInt(0), o.Vec(0), centres));
+  FUZZ_RUN(Histogram(x, nb, o.Vec(1), o.Vec(0), centres, lo, hi));
+  FUZZ_RUN(Histogram(x, nb, o.Vec(1), o.Vec(0), centres));
+  FUZZ_RUN(Histogram(x, bins, o.Vec(0)));
+  FUZZ_RUN(CumulativeHist(x, nb, o.Vec(1), o.Vec(0), centres));
+  FUZZ_RUN(CumulativeHist(x, bins, o.Vec(0)));
 }

@@ -11,8 +11,10 @@ void Test(TOutputs& o, double stat, const THypothesisResult& h, const double& si
 }
 }  // namespace
 
-KALIX_FUZZ_ENTRY(LocationRankTests) {
+// Location, rank and dispersion tests of x (and y, or the columns of groups).
+KALIX_FUZZ_ENTRY(LocationDispersionTests) {
   const TVec &x = c.Vec(), &y = c.Vec();
+  const TMtx& groups = c.Mtx();
   const double m = c.Double(), sigma = c.Double(), alpha = c.Bool() ? c.Double() : 0.05;
   const auto h = c.Enum<THypothesisType>(3);
   const bool flag = c.Bool();
@@ -30,6 +32,11 @@ KALIX_FUZZ_ENTRY(LocationRankTests) {
   FUZZ_RUN(ci = {}, Test(o, MannWhitneyTest(x, y, r, s, ci, h, alpha, flag), r, s, ci));
   double rs = 0;
   FUZZ_RUN(ci = {}, SpearmanRankCorr(x, y, rs, r, s, ci, h, alpha), Test(o, rs, r, s, ci));
+  FUZZ_RUN(Test(o, FTest(x, y, r, s, ci, h, alpha), r, s, ci));
+  FUZZ_RUN(ChiSquareTest(x, sigma, r, s, ci, h, alpha), Test(o, 0, r, s, ci));
+  FUZZ_RUN(GrubbsTest(x, r, s, ci, h, alpha), Test(o, 0, r, s, ci));
+  int k = 0;
+  FUZZ_RUN(BartlettTest(groups, k, o.Vec(0), alpha), o.Num(k));
 }
 
 KALIX_FUZZ_ENTRY(RankDistributions) {
@@ -38,24 +45,15 @@ KALIX_FUZZ_ENTRY(RankDistributions) {
   FUZZ_RUN(o.Num(MannWCDF1(n1, n2, u)));
 }
 
-KALIX_FUZZ_ENTRY(DispersionTests) {
-  const TVec &x = c.Vec(), &y = c.Vec();
-  const TMtx& m = c.Mtx();
-  const double sigma = c.Double(), alpha = c.Bool() ? c.Double() : 0.05;
-  const auto h = c.Enum<THypothesisType>(3);
-  THypothesisResult r = hrNotReject;
-  double s = 0;
-  TTwoElmReal ci{};
-  FUZZ_RUN(Test(o, FTest(x, y, r, s, ci, h, alpha), r, s, ci));
-  FUZZ_RUN(ChiSquareTest(x, sigma, r, s, ci, h, alpha), Test(o, 0, r, s, ci));
-  FUZZ_RUN(GrubbsTest(x, r, s, ci, h, alpha), Test(o, 0, r, s, ci));
-  int k = 0;
-  FUZZ_RUN(BartlettTest(m, k, o.Vec(0), alpha), o.Num(k));
-}
-
-KALIX_FUZZ_ENTRY(ClosedFormFits) {
-  const TVec &x = c.Vec(), &n = c.Vec();
+// The closed-form and the likelihood fits of x (n: binomial trials; pars: beta parameters).
+KALIX_FUZZ_ENTRY(DistributionFits) {
+  const TVec &x = c.Vec(), &n = c.Vec(), &pars = c.Vec();
   const double alpha = c.Bool() ? c.Double() : 0.05, trials = c.Double();
+  const int maxIter = c.Bool() ? c.Int(-1, 60) : 500;
+  const double tol = c.Bool() ? c.Double() : 1e-8;
+  using TFit = void (*)(const TVec&, double&, double&, TTwoElmReal&, TTwoElmReal&, int, double, double);
+  static const TFit kFits[] = {BetaFit, GammaFit, WeibullFit, CauchyFit};
+  const TFit fit = kFits[c.Byte() % 4];
   double a = 0, b = 0;
   int k = 0;
   TTwoElmReal ci1{}, ci2{};
@@ -85,18 +83,9 @@ KALIX_FUZZ_ENTRY(ClosedFormFits) {
     BinomFit(x, n, o.Vec(1));
     BinomFit(x, trials, o.Vec(2), o.Vec(3), o.Vec(4), alpha);
   });
-}
-
-KALIX_FUZZ_ENTRY(LikelihoodFits) {
-  const TVec &x = c.Vec(), &pars = c.Vec();
-  const int maxIter = c.Bool() ? c.Int(-1, 60) : 500;
-  const double tol = c.Bool() ? c.Double() : 1e-8, alpha = c.Bool() ? c.Double() : 0.05;
-  using TFit = void (*)(const TVec&, double&, double&, TTwoElmReal&, TTwoElmReal&, int, double, double);
-  static const TFit kFits[] = {BetaFit, GammaFit, WeibullFit, CauchyFit};
-  const TFit fit = kFits[c.Byte() % 4];
-  double a = 0, b = 0, m = 0;
+  double m = 0;
   int d1 = 0, d2 = 0, d3 = 0;
-  TTwoElmReal ci1{}, ci2{};
+  a = b = 0, ci1 = ci2 = {};
   FUZZ_RUN(fit(x, a, b, ci1, ci2, maxIter, tol, alpha), o.Nums(a, b, ci1[0], ci1[1], ci2[0], ci2[1]));
   c.Run("BetaLike", [&](TOutputs& o) {
     Kalix::TDenseKalix* data[] = {const_cast<TVec*>(&x)};

@@ -10,20 +10,15 @@ namespace {
 int Lag(TCall& c) { return c.Bool() ? c.Int(-2, 400) : c.Count(); }
 }  // namespace
 
-KALIX_FUZZ_ENTRY(Signal) {
-  const TVec &x = c.Vec(), &y = c.Vec();
-  const int lags = Lag(c);
-  if (lags > 100000) return;  // output sized by Lags: legitimately large
-  FUZZ_RUN(Kalix::AutoCorrBiased(o.Vec(0), x, lags));
-  FUZZ_RUN(Kalix::CrossCorr(o.Vec(0), x, y, lags));
-  FUZZ_RUN(Kalix::Convolve(o.Vec(0), x, y));
-}
-
+// The signal kernels and the autocorrelation routines of x (and g).
 KALIX_FUZZ_ENTRY(Autocorrelation) {
   const TVec &x = c.Vec(), &g = c.Vec();
   const int lags = Lag(c), evals = Lag(c), h = Lag(c);
   const bool withV = c.Null();
-  if (lags > 100000) return;
+  if (lags > 100000) return;  // output sized by Lags: legitimately large
+  FUZZ_RUN(Kalix::AutoCorrBiased(o.Vec(0), x, lags));
+  FUZZ_RUN(Kalix::CrossCorr(o.Vec(0), x, g, lags));
+  FUZZ_RUN(Kalix::Convolve(o.Vec(0), x, g));
   FUZZ_RUN(AutoCov(x, o.Vec(0), lags), ACF(x, o.Vec(1), lags));
   FUZZ_RUN(PACF(g, o.Vec(0)), PACF(g, o.Vec(1), o.Vec(2), o.Vec(3)));
   c.Run("DurbinLevinson", [&](TOutputs& o) {
@@ -36,10 +31,12 @@ KALIX_FUZZ_ENTRY(Autocorrelation) {
   FUZZ_RUN(o.Num(BoxLjung(x, h)));
 }
 
-KALIX_FUZZ_ENTRY(ARFits) {
+// Autoregressive fits, Box-Cox and moving averages of one series.
+KALIX_FUZZ_ENTRY(ARFitsAndTransforms) {
   const TVec& x = c.Vec();
-  const int order = c.Int(-1, 40);
-  const bool withSE = c.Null();
+  const int order = c.Int(-1, 40), n = Lag(c);
+  const bool withSE = c.Null(), centred = c.Bool();
+  const double lambda = c.Double();
   double v1 = 0, v2 = 0;
   c.Run("ARYuleWalkerFit, ARBurgFit", [&](TOutputs& o) {
     TVec &a = o.Vec(0), &b = o.Vec(2);
@@ -47,6 +44,9 @@ KALIX_FUZZ_ENTRY(ARFits) {
     ARYuleWalkerFit(x, a, v1, withSE ? &o.Vec(1) : nullptr), ARBurgFit(x, b, v2, withSE ? &o.Vec(3) : nullptr);
     o.Nums(v1, v2);
   });
+  FUZZ_RUN(BoxCox(x, o.Vec(0), lambda), BoxCoxInv(x, o.Vec(1), lambda));
+  int offset = 0;
+  FUZZ_RUN(o.Nums(MovingAverage(x, n, o.Vec(0), offset, centred), offset));
 }
 
 KALIX_FUZZ_ENTRY(ExpSmoothing) {
@@ -82,16 +82,6 @@ KALIX_FUZZ_ENTRY(ExpSmoothing) {
     TripleExpForecast(y, o.Vec(7), fa, fb, fg, t, fmse, period);
     o.Num(fmse);
   });
-}
-
-KALIX_FUZZ_ENTRY(Transforms) {
-  const TVec& x = c.Vec();
-  const double lambda = c.Double();
-  const int n = Lag(c);
-  const bool centred = c.Bool();
-  FUZZ_RUN(BoxCox(x, o.Vec(0), lambda), BoxCoxInv(x, o.Vec(1), lambda));
-  int offset = 0;
-  FUZZ_RUN(o.Nums(MovingAverage(x, n, o.Vec(0), offset, centred), offset));
 }
 
 // Parameters are kept to sizes whose exact draws end in time (a hypergeometric population of
