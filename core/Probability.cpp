@@ -866,7 +866,9 @@ double NegBinomCDF(double k, double R, double p) {
   return Safe([&] { return rbm::cdf(rbm::negative_binomial_distribution<double, RPol>(R, p), std::floor(k)); });
 }
 double HypGeometricCDF(double k, double M, double K, double N) {
-  if (!(M >= 0 && K >= 0 && N >= 0 && K <= M && N <= M) || std::isnan(k)) return kNaN;
+  // The counts are whole numbers of items, held as unsigned by the summation: larger M is NaN.
+  constexpr double kMaxItems = std::numeric_limits<unsigned>::max();
+  if (!(M >= 0 && K >= 0 && N >= 0 && K <= M && N <= M && M <= kMaxItems) || std::isnan(k)) return kNaN;
   if (M != std::floor(M) || K != std::floor(K) || N != std::floor(N)) return kNaN;
   const double lo = std::max(0.0, N + K - M), hi = std::min(N, K);
   if (k < lo) return 0.0;

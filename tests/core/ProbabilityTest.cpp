@@ -188,7 +188,8 @@ TEST(ProbabilityValues, InvalidArgumentsGiveNaNWithoutThrowing) {
       ErlangCDF(1, 2.5, 1), ErlangCDF(1, 2, 0), LaplaceCDF(0, 0, -1), LogNormalCDF(1, 0, 0), LogisticCDFInv(0.5, 0, 0),
       MaxwellCDF(1, -1), MaxwellCDFInv(1.5, 1), RayleighCDF(1, 0), BinomCDF(3, 10.5, 0.3), BinomCDF(3, 10, 1.2),
       BinomCDF(3, -1, 0.5), BinomCDF(NAN, 10, 0.5), PoissonCDFInv(0.5, -1), PoissonCDFInv(1.1, 3),
-      PoissonCDFInv(0.5, INF), ErfInv(1.5), trigamma(NAN), Gamma(-2), FCDFInv(2, 1e30, 5)};
+      PoissonCDFInv(0.5, INF), ErfInv(1.5), trigamma(NAN), Gamma(-2), FCDFInv(2, 1e30, 5),
+      HypGeometricCDF(1, INF, 1, 1), HypGeometricCDF(1, 0x1p33, 1, 1)};
   // clang-format on
   for (std::size_t i = 0; i < std::size(values); ++i) EXPECT_TRUE(std::isnan(values[i])) << "value " << i;
 }
