@@ -144,8 +144,7 @@ KALIX_EXPORT double GenParetoCDF(double x, double k, double m, double s);
 KALIX_EXPORT double PoissonCDF(double k, double lambda);
 /// P(X <= k), X the failures before the R-th success, R > 0 real, p in (0, 1].
 KALIX_EXPORT double NegBinomCDF(double k, double R, double p);
-/// P(X <= k), X the successes in N draws without replacement from M items of which K succeed
-/// (whole M, K, N; M above 2^32 - 1 gives NaN).
+/// P(X <= k), X the successes in N draws without replacement from M items of which K succeed (M < 2^32).
 KALIX_EXPORT double HypGeometricCDF(double k, double M, double K, double N);
 /// P(X <= k), X the failures before the first success, p in (0, 1].
 KALIX_EXPORT double GeometricCDF(double k, double p);
