@@ -74,7 +74,7 @@ TEST(Simplex, StopReasonsIterationCountAndNaNRegion) {
   TRun r = Minimise(Rosenbrock, {-1.2, 1}, {}, {}, 7, mvDouble, &log);
   EXPECT_TRUE(r.reason == optMaxIterReached && r.iters == 7 && log.size() == 7u);
   EXPECT_LT(r.fmin, Rosenbrock(Vec({-1.2, 1}), {}, {}));  // the best vertex, not the start
-  r = Minimise(Rosenbrock, {-1.2, 1}, {}, {}, 0);  // MaxIter = 0 makes no iteration; the start is evaluated
+  r = Minimise(Rosenbrock, {-1.2, 1}, {}, {}, 0);         // MaxIter = 0 makes no iteration; the start is evaluated
   EXPECT_TRUE(r.reason == optNotStarted && r.iters == 0);
   EXPECT_CLOSE(24.2, r.fmin, 1e-14);
   // A start where the objective is not finite is returned as it is.
