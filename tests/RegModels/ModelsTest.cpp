@@ -72,8 +72,7 @@ TEST_P(ModelFits, RecoverKnownParametersFromExactData) {
     c.fit(b, x, y, nullptr);
     ExpectAllClose(c.b, b, tol);
   }
-  // Rational (1 + 2x) / (1 + 0.5x - 0.1x^2): layout [a0, a1, b1, b2].
-  const double bf[] = {1.0, 2.0, 0.5, -0.1};
+  const double bf[] = {1.0, 2.0, 0.5, -0.1};  // Rational (1 + 2x) / (1 + 0.5x - 0.1x^2): layout [a0, a1, b1, b2]
   FracEval(bf, x, y, 1);
   FracFit(b, x, y, 1, 2);
   ExpectAllClose({1.0, 2.0, 0.5, -0.1}, b, p == mvSingle ? 2e-3 : 1e-9);

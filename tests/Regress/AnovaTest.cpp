@@ -37,11 +37,9 @@ TEST(Anova1T, UnbalancedIndexedGroupsMatchRAndAlphaSetsFCrit) {
 
 TEST(Anova1T, FDecisionBranchesMissingGroupAndSingleOffset) {
   double p = -1;
-  // Equal group means: SSB = 0 gives F = 0 and p = 1.
-  TANOVA1Result r = ANOVA1(Mtx({{1, 2}, {3, 2}, {2, 2}}), p);
+  TANOVA1Result r = ANOVA1(Mtx({{1, 2}, {3, 2}, {2, 2}}), p);  // Equal group means: SSB = 0 gives F = 0 and p = 1
   ExpectAllClose({0, 0, 1}, {r.SS1, r.FDist, p}, 0);
-  // No spread inside the groups but different means: F = Inf, p = 0.
-  r = ANOVA1(Mtx({{1, 4, 7}, {1, 4, 7}}), p);
+  r = ANOVA1(Mtx({{1, 4, 7}, {1, 4, 7}}), p);  // No spread inside the groups but different means: F = Inf, p = 0
   ExpectAllClose({36, 0, Kalix::INF, 0}, {r.SS1, r.SS2, r.FDist, p}, 1e-14);
   // Group 1 never occurs: its mean is NaN, and so is SSB; k - 1 = 2 still counts it.
   r = ANOVA1(Vec({1, 2, 3, 4}), TVecInt({0, 0, 2, 2}), p);

@@ -88,8 +88,7 @@ TEST(RidgeRegress, ZeroKIsLeastSquaresAndConstantColumnGetsZero) {
                                   -0.052760703537554063, 0.0010109849106223359,  0.00021661643566394629,
                                   3.97198683778364e-06,  -1.2013795339849003e-06};
   for (int j = 0; j < 8; ++j) EXPECT_NEAR(1.0, B[j] / ridge[std::size_t(j)], 1e-8) << j;
-  // sqrt of a negative k is NaN, and so is the solution.
-  RidgeRegress(L.y, L.A, -1, B);
+  RidgeRegress(L.y, L.A, -1, B);  // sqrt of a negative k is NaN, and so is the solution
   EXPECT_TRUE(std::isnan(B[1]));
   // The deviation floor turns a constant column into zeros: the fit is the one without it.
   TMtx A7(16, 7);
@@ -118,11 +117,9 @@ TEST(RidgeOptimalk, SearchRunsToTheLowerBound) {
 TEST(PCRegress, ComponentLimitsAndPrcompFit) {
   const TYA L = LongleyYA();
   TVec B, yc, sd;
-  // All components: ordinary least squares.
-  PCRegress(L.y, L.A, B, &yc, nullptr, 6);
+  PCRegress(L.y, L.A, B, &yc, nullptr, 6);  // All components: ordinary least squares
   ExpectAllClose(kLongleyLm, B, 1e-9);
-  // No components: zero slopes, the mean as intercept.
-  PCRegress(L.y, L.A, B, nullptr, nullptr, 0);
+  PCRegress(L.y, L.A, B, nullptr, nullptr, 0);  // No components: zero slopes, the mean as intercept
   EXPECT_CLOSE(Kalix::Mean(L.y), B[0], 1e-14);
   for (int j = 1; j < 7; ++j) EXPECT_EQ(0.0, B[j]);
   // R: p <- prcomp(X, scale. = TRUE); g <- coef(lm(y ~ p$x - 1)); g[3:6] <- 0;

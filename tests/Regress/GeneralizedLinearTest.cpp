@@ -43,9 +43,8 @@ void ExpectFit(const TGlmRef& r, const TVec& b, const TVec& se, const TGLMStats&
 }  // namespace
 
 TEST(GeneralizedLinear, AgainstRGlm) {
-  // R: glm(..., control = glm.control(epsilon = 1e-15)), summary()$coefficients, deviance,
-  // null.deviance, AIC; binary y ~ x1 + x2, cbind(k, m - k) ~ x1 + x2, and Poisson counts
-  // with offset(log(1 + i %% 5)).
+  // R: glm(..., control = glm.control(epsilon = 1e-15)), summary()$coefficients, deviance, null.deviance, AIC;
+  // binary y ~ x1 + x2, cbind(k, m - k) ~ x1 + x2, and Poisson counts with offset(log(1 + i %% 5)).
   const TGlmRef logit{{-0.162886566519807, 1.93317041690824, -1.31757116085335},
                       {0.435663747838919, 0.784537312555836, 0.426623295599222},
                       33.1114842844771, 55.4517744447956, 39.1114842844771};
@@ -68,8 +67,7 @@ TEST(GeneralizedLinear, AgainstRGlm) {
   PoissonRegress(d.counts, d.A, b, st, &se, nullptr, nullptr, nullptr, &fit, true, &d.offset);
   ExpectFit(poisson, b, se, st, 1e-8);
   EXPECT_CLOSE(std::exp(d.offset[3] + b[0] + b[1] * d.A(3, 0) + b[2] * d.A(3, 1)), fit[3], 1e-12);
-  // Single-precision data: the same fit to single's digits, outputs in single.
-  const TGlmData s = MakeData(mvSingle);
+  const TGlmData s = MakeData(mvSingle);  // Single-precision data: the same fit to single's digits, outputs in single
   PoissonRegress(s.counts, s.A, b, st, &se, nullptr, nullptr, nullptr, nullptr, true, &s.offset);
   EXPECT_EQ(b.FloatPrecision(), mvSingle);
   ExpectAllClose(poisson.b, b, 2e-5);

@@ -61,7 +61,6 @@ TEST(MulLinRegressT, EverySolverMatchesRInBothPrecisions) {
   ExpectAllClose({30.924657534246542, 3.5397260273972582, -0.35616438356164098, -1.2904109589041068}, b, 1e-12);
 }
 
-// MulLinRegress, then RegressTest on its fitted values.
 struct TFit {
   TVec b, yc, res, sd;
   TMtx v;
@@ -185,8 +184,7 @@ TEST(LinRegressT, ExactLineFarFromTheOriginAndEqualAbscissae) {
     LinRegress(x, y, b);
     EXPECT_EQ(b.FloatPrecision(), p);
     ExpectAllClose({3.0 - 2.0 * x0, 2.0}, b, TolFor(p));
-    // All x equal: D = 0, no error, parameters and V not finite.
-    xc.SetVal(2.5);
+    xc.SetVal(2.5);  // All x equal: D = 0, no error, parameters and V not finite
     TMtx v;
     EXPECT_NO_THROW(LinRegress(xc, Vec({1, 2, 3, 4}, p), b, true, nullptr, nullptr, &v));
     EXPECT_TRUE(std::isnan(b[1]) && !std::isfinite(v(1, 1)));

@@ -169,8 +169,7 @@ TEST(NLinRegress, ModelFailuresStopTheFit) {
   const TRegressFun sqrtModel = [](B p, double t) { return std::sqrt(p[0]) * std::exp(p[1] * t); };
   NLinRegress(x, y, sqrtModel, b, st);
   EXPECT_TRUE(st.StopReason == optBadStart && b[0] == -1);
-  // The least-squares b1 is 1; a model that raises below 1.3 stops the fit with the best
-  // point met, not a crash.
+  // The least-squares b1 is 1; a model that raises below 1.3 stops the fit with the best point met, not a crash.
   const TRegressFun raising = [](B p, double t) {
     if (p[1] < 1.3) throw std::runtime_error("out of range");
     return p[0] * std::exp(p[1] * t);

@@ -49,22 +49,6 @@ TInMemory InMemoryFit(const TVec& y, const TMtx& A, bool constant) {
   return r;
 }
 
-TMtx Design(int n, int p, double offset, unsigned seed) {
-  Kalix::TRngStream g(Kalix::brgXoshiro256PlusPlus, seed);
-  TMtx A(n, p);
-  g.RandomGaussian(A, 0.0, 1.0);
-  for (int i = 0; i < n; ++i) A(i, 1) = A(i, 1) + 0.5 * A(i, 0) + offset;
-  return A;
-}
-
-TVec Response(const TMtx& A, double offset, unsigned seed) {
-  Kalix::TRngStream g(Kalix::brgXoshiro256PlusPlus, seed);
-  TVec y(A.Rows());
-  g.RandomGaussian(y, 0.0, 0.3);
-  for (int i = 0; i < A.Rows(); ++i) y[i] = y[i] + 1.5 + 2.0 * A(i, 0) - (A(i, 1) - offset) + offset;
-  return y;
-}
-
 struct TFitCase {
   const char* name;
   double offset;
@@ -80,8 +64,14 @@ TEST_P(LeastSquaresPartialT, MergedEqualsMulLinRegress) {
   for (const TFitCase c : {TFitCase{"constant", 0, true, mvDouble}, TFitCase{"no constant", 0, false, mvDouble},
                            TFitCase{"offset 1e9", 1e9, true, mvDouble}, TFitCase{"single", 0, true, mvSingle}}) {
     SCOPED_TRACE(c.name);
-    const TMtx A = Design(800, 3, c.offset, 7);
-    const TVec y = Response(A, c.offset, 8);
+    TMtx A(800, 3);
+    TVec y(800);
+    Kalix::TRngStream(Kalix::brgXoshiro256PlusPlus, 7).RandomGaussian(A, 0.0, 1.0);
+    Kalix::TRngStream(Kalix::brgXoshiro256PlusPlus, 8).RandomGaussian(y, 0.0, 0.3);
+    for (int i = 0; i < 800; ++i) {
+      A(i, 1) = A(i, 1) + 0.5 * A(i, 0) + c.offset;
+      y[i] = y[i] + 1.5 + 2.0 * A(i, 0) - (A(i, 1) - c.offset) + c.offset;
+    }
     const auto [ys, As] = RowsOf(y, A, {0, 800}, c.p);  // the values as the partial sees them
     TMtx Ad(800, 3);
     TVec yd(800);

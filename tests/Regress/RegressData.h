@@ -1,7 +1,6 @@
 #pragma once
 // Data sets several regression suites share: Longley split into regressors and response, and the
 // NIST StRD polynomial and one-way files in the shapes the routines take.
-#include <string>
 
 #include "support/TestSupport.h"
 

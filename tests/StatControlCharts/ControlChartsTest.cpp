@@ -1,8 +1,6 @@
 #include <array>
-#include <cmath>
 #include <limits>
 #include <numbers>
-#include <vector>
 
 #include "support/TestSupport.h"
 
@@ -159,24 +157,19 @@ TEST(ControlCharts, MovingRangeAndDegenerateDataGiveNaNOrInfiniteLimitsWithoutEr
   // mean(y) -+ qnorm(0.5*0.9973+0.5)*mr/1.128.
   QCMRChart(Vec({10.2, 11.5, 9.8, 12.1, 10.9, 11.7}), cl, u, l, 0.9973);
   ExpectAllClose({11.033333333333333, 11.831199554797005, 10.235467111869662}, {cl, u, l}, 1e-12);
-  // EWMA subgroups of one: unbounded limits.
-  EWMAChart(Mtx({{1}, {2}, {4}}), draw, cl, u, l, 0.5, 0.99865);
+  EWMAChart(Mtx({{1}, {2}, {4}}), draw, cl, u, l, 0.5, 0.99865);  // EWMA subgroups of one: unbounded limits
   EWMAChart(Mtx({{1}, {2}, {4}}), draw, cl, ucl, lcl, 0.5, 0.99865);
   ExpectAllClose({kInf, -kInf, kInf, -kInf, kInf, -kInf}, {u, l, ucl[0], lcl[1], ucl[2], lcl[2]}, 0.0);
   ExpectAllClose({(1 + 7.0 / 3) / 2, (2 + (1 + 7.0 / 3) / 2) / 2, (4 + (2 + (1 + 7.0 / 3) / 2) / 2) / 2}, draw, 1e-15);
-  // One observation per subgroup: no standard deviation, no c4.
-  QCXChart(Mtx({{1}, {2}}), draw, cl, u, l, 0.9973);
+  QCXChart(Mtx({{1}, {2}}), draw, cl, u, l, 0.9973);  // One observation per subgroup: no standard deviation, no c4
   ExpectAllClose({1.5, kNaN, kNaN}, {cl, u, l}, 0.0);
-  // No subgroups at all.
   QCRChart(TMtx(0, 5), draw, cl, u, l, 0.9973);
   EXPECT_EQ(0, draw.Length());
   ExpectAllClose({kNaN, kNaN}, {cl, u}, 0.0);
-  // Subgroups without observations.
   for (VarChart chart : {QCXChart, QCSChart, QCRChart}) {
     chart(TMtx(3, 0), draw, cl, u, l, 0.9973);
     EXPECT_TRUE(draw.Length() == 3 && std::isnan(draw[0]) && std::isnan(cl) && std::isnan(u));
   }
-  // Samples of size zero.
   QCPChart(Vec({1, 2}), 0, draw, cl, u, l, 0.99865);
   EXPECT_EQ(kInf, draw[0]);
   QCPChart(Vec({0, 0}), Vec({0, 0}), draw, cl, ucl, lcl, 0.99865);
@@ -281,8 +274,7 @@ TEST(QCCapIndexes, IndexesFractionIntervalsAndDegenerateData) {
   // A centred process has Cpk = Cp; three points leave the Cpk interval unbounded.
   QCCapIndexes(Vec({1, 2, 3}), 0, 4, frac, cp, cpk, cpci, cpkci);
   ExpectAllClose({cp, -kInf, kInf}, {cpk, cpkci[0], cpkci[1]}, 1e-15);
-  // Constant data: no spread, infinite indexes.
-  QCCapIndexes(Vec({5, 5, 5, 5, 5}), 4, 7, frac, cp, cpk, cpci, cpkci);
+  QCCapIndexes(Vec({5, 5, 5, 5, 5}), 4, 7, frac, cp, cpk, cpci, cpkci);  // Constant data: no spread, infinite indexes
   ExpectAllClose({kInf, kInf}, {cp, cpk}, 0);
 }
 

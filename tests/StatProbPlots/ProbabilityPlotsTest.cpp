@@ -1,7 +1,4 @@
 #include <algorithm>
-#include <cmath>
-#include <string>
-#include <vector>
 
 #include "support/TestSupport.h"
 

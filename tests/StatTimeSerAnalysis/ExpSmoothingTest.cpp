@@ -123,8 +123,7 @@ TEST(ExpSmoothing, MessagesInCheckOrder) {
   EXPECT_RAISES(TripleExpForecast(y10, yhat, -0.5, 0.5, 0.5, 1, 4), "TripleExpForecast: (Alpha>1) or (Alpha<0)");
   EXPECT_RAISES(TripleExpForecast(y10, yhat, 0.5, 0.5, 0.5, 1, 4), "TripleExpForecast: (Y.Length mod Period <> 0)");
   EXPECT_RAISES(TripleExpForecast(y10, yhat, g, be, g, 4, mse, 5), "TripleExpForecast: T<Period");
-  // Too short for any level: NaN, not a read past the end.
-  SingleExpSmooth(Vec({3}), s, 0.5, mse, 1);
+  SingleExpSmooth(Vec({3}), s, 0.5, mse, 1);  // Too short for any level: NaN, not a read past the end
   EXPECT_TRUE(std::isnan(mse) && s.Length() == 0);
 }
 

@@ -99,7 +99,6 @@ TEST_P(DescriptivePrecision, VarianceAndTwoVariableCovariance) {
   CorrCoef(x, y, c);
   // R: cor(x, y)
   ExpectAllClose({1, 0.68373713528235758, 0.68373713528235758, 1}, c, tol());
-  // One-column matrices are variables too.
   TMtx mx(6, 1, p()), my(6, 1, p());
   mx.SetCol(x, 0);
   my.SetCol(y, 0);
@@ -163,8 +162,7 @@ TEST_P(DescriptivePrecision, MatrixCovarianceAndCorrelation) {
 
 TEST(Covariance, DegenerateColumns) {
   TMtx c;
-  // A constant column has zero variance and undefined correlations; a NaN spreads to its row
-  // and column only.
+  // A constant column has zero variance and undefined correlations; a NaN spreads to its row and column only.
   TMtx k = Mtx({{1, 5, 2}, {2, 5, 4}, {3, 5, 7}});
   CorrCoef(k, c);
   ExpectAllClose({1, kNaN, kNaN}, {c(0, 0), c(1, 1), c(0, 1)}, 0);

@@ -61,8 +61,7 @@ TEST(Histogram, LimitsNaNAndEmptyData) {
   // Min in the first bin, Max in the last; outside values and NaNs are skipped.
   Histogram(Vec({0, 1, 2, 4, -0.5, 4.5, kNaN, kInf}), 4, counts, bins, false, 0.0, 4.0);
   EXPECT_EQ((std::vector<int>{1, 1, 1, 1}), counts.ToVector());
-  // The data's range ignores NaNs.
-  Histogram(Vec({kNaN, 1, 3}), 2, counts, bins);
+  Histogram(Vec({kNaN, 1, 3}), 2, counts, bins);  // The data's range ignores NaNs
   EXPECT_EQ((std::vector<int>{1, 1}), counts.ToVector());
   ExpectAllClose({1, 2, 3}, bins, 0);
   // Empty data: zero counts, and cumulative frequencies of 0 / 0.
@@ -84,8 +83,7 @@ TEST(Histogram, LimitsNaNAndEmptyData) {
     EXPECT_EQ(twin.ToVector(), got);
     EXPECT_EQ(static_cast<int>(v.size()), std::accumulate(got.begin(), got.end(), 0));
   }
-  // Infinite limits give meaningless bins but no failure.
-  Histogram(Vec({1, 2}), 2, counts, bins, false, -kInf, kInf);
+  Histogram(Vec({1, 2}), 2, counts, bins, false, -kInf, kInf);  // Infinite limits give meaningless bins but no failure
   EXPECT_EQ(2, counts.Length());
 }
 
@@ -120,8 +118,7 @@ TEST_P(HistogramPrecision, CentreGivenBins) {
     Histogram(Vec(x, p()), Vec(centres), r);
     ExpectAllClose(expected, r, 0);
   }
-  // The result takes the bins' precision, and may be the bins themselves.
-  TVec bins = Vec({1, 2, 3}, mvSingle);
+  TVec bins = Vec({1, 2, 3}, mvSingle);  // The result takes the bins' precision, and may be the bins themselves
   Histogram(Vec({1, 1, 3}, p()), bins, bins);
   EXPECT_EQ(mvSingle, bins.FloatPrecision());
   ExpectAllClose({2, 0, 1}, bins, 0);

@@ -77,8 +77,7 @@ TEST_P(LocationByPrecision, TailsMatchReference) {
     o.stat = c.run(GetParam(), c.hType, c.alpha, o);
     ExpectAllClose({c.stat, c.signif, c.lo, c.hi}, {o.stat, o.signif, o.ci[0], o.ci[1]}, tol);
     EXPECT_EQ(o.signif <= c.alpha ? hrReject : hrNotReject, o.hRes);
-    // Alpha equal to the p-value rejects; one ulp below does not.
-    c.run(GetParam(), c.hType, o.signif, atP);
+    c.run(GetParam(), c.hType, o.signif, atP);  // Alpha equal to the p-value rejects; one ulp below does not
     c.run(GetParam(), c.hType, std::nextafter(o.signif, 0.0), below);
     EXPECT_EQ((std::pair{hrReject, hrNotReject}), (std::pair{atP.hRes, below.hRes}));
   }

@@ -47,13 +47,11 @@ TEST(Unique, SortedValuesCountsAliasingAndEmptyData) {
   TVec d;
   TVecInt c;
   for (TMtxFloatPrecision p : kRealPrecisions) {
-    // Singletons at both ends and a long run between them, unsorted.
-    Unique(Vec({4, 4, 4, 4, 9, -1, 4}, p), d, &c);
+    Unique(Vec({4, 4, 4, 4, 9, -1, 4}, p), d, &c);  // Singletons at both ends and a long run between them, unsorted
     EXPECT_EQ(p, d.FloatPrecision());
     EXPECT_EQ((std::vector<double>{-1, 4, 9}), d.ToVector());
     EXPECT_EQ((std::vector<int>{1, 5, 1}), c.ToVector());
-    // A matrix is read as its elements; Counts may be left out.
-    Unique(Mtx({{2, 1}, {2, 2}}, p), d);
+    Unique(Mtx({{2, 1}, {2, 2}}, p), d);  // A matrix is read as its elements; Counts may be left out
     EXPECT_EQ((std::vector<double>{1, 2}), d.ToVector());
   }
   // Dst is Src; -0 and +0 are one value; NaN last.
@@ -121,8 +119,7 @@ TEST(CronbachAlpha, AgreesWithHandFormulaInR) {
     // R: C <- cov(S) * 5 / 6; k <- 4; k / (k - 1) * (1 - sum(diag(C)) / sum(C))
     EXPECT_CLOSE(0.94139194139194127, CronbachAlpha(s), p == mvSingle ? 1e-5 : 1e-13);
   }
-  // One item: k / (k - 1) = 1 / 0.
-  EXPECT_FALSE(std::isfinite(CronbachAlpha(Mtx({{1}, {2}, {4}}))));
+  EXPECT_FALSE(std::isfinite(CronbachAlpha(Mtx({{1}, {2}, {4}}))));  // One item: k / (k - 1) = 1 / 0
   EXPECT_RAISES(CronbachAlpha(ComplexMtx()), "Covariance: X.Complex");
 }
 

@@ -89,8 +89,7 @@ TEST_F(HotellingTest, NaNDataAndBadAlphaAreQuiet) {
 
 TEST_F(HotellingTest, Messages) {
   const TMtx A = ByColumns(kSetosa, 10), C = ComplexMtx(), Small = Mtx({{1, 2}, {3, 4}});
-  // Column 3 = column 0 + column 1: singular covariance however many rows.
-  TMtx Dup = ByColumns(kSetosa, 10);
+  TMtx Dup = ByColumns(kSetosa, 10);  // Column 3 = column 0 + column 1: singular covariance however many rows
   for (int i = 0; i < 10; ++i) Dup(i, 3) = Dup(i, 0) + Dup(i, 1);
   TVecInt g3{1, 1, 1, 2, 2, 2};
   EXPECT_RAISES(HotellingT2(C, ComplexVec(), h, p), "HotellingT2: Data.Complex = true");

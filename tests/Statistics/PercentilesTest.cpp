@@ -94,8 +94,7 @@ TEST(Percentile, ArrayFormClampsOutOfRangeProbabilities) {
     std::vector<double> out(p.size());
     Percentile(x, p, out, m);
     EXPECT_EQ(std::vector<double>({-1, 10, -1, 10}), out) << "method " << m;
-    // One value: (n - 1) * P is 0 * Inf for an infinite P, yet s1 is the only answer.
-    Percentile(Vec({7}), p, out, m);
+    Percentile(Vec({7}), p, out, m);  // One value: (n - 1) * P is 0 * Inf for an infinite P, yet s1 is the only answer
     EXPECT_EQ(std::vector<double>({7, 7, 7, 7}), out) << "method " << m;
   }
 }
@@ -119,8 +118,7 @@ TEST(Ranks, GathersSortedValuesByTheSortPermutation) {
   TVec r;
   Ranks(x, r);
   EXPECT_EQ(std::vector<double>({10, 20, 30}), x.ToVector());  // sorted in place, deliberately
-  // Permutation (1, 2, 0): Result[i] = sorted[Idx[i]].
-  EXPECT_EQ(std::vector<double>({20, 30, 10}), r.ToVector());
+  EXPECT_EQ(std::vector<double>({20, 30, 10}), r.ToVector());  // Permutation (1, 2, 0): Result[i] = sorted[Idx[i]]
 }
 
 TEST(TiedRanks, MidranksAndTieSum) {

@@ -1,6 +1,5 @@
-// Principal components: eigenvalues, variance percentages, loadings and scores against R's
-// prcomp (signs aside), the covariance/correlation identities, degenerate data, precision and
-// the block-tiled score product.
+// Principal components: eigenvalues, variance percentages, loadings and scores against R's prcomp (signs aside), the
+// covariance/correlation identities, degenerate data, precision and the block-tiled score product.
 
 #include "StatisticsTest.h"
 
@@ -98,8 +97,7 @@ TEST(PCA, MatrixFormMatchesDataFormAndSVD) {
 }
 
 TEST(PCA, PerfectCorrelationAndModes) {
-  // y = 2x + 1: one component carries everything.
-  const TMtx X = Mtx({{1, 3}, {2, 5}, {4, 9}, {7, 15}, {11, 23}});
+  const TMtx X = Mtx({{1, 3}, {2, 5}, {4, 9}, {7, 15}, {11, 23}});  // y = 2x + 1: one component carries everything
   TMtx PC, Z, PC2, Z2;
   TVec eig, pct, eig2, pct2;
   PCA(X, PC, Z, eig, &pct, PCACorrMat);
@@ -114,10 +112,8 @@ TEST(PCA, PerfectCorrelationAndModes) {
 TEST(PCA, DegenerateData) {
   TMtx PC, Z;
   TVec eig;
-  // A constant column has no correlation: NaN, not an error.
-  PCA(Mtx({{1, 5}, {2, 5}, {3, 5}}), PC, Z, eig);
+  PCA(Mtx({{1, 5}, {2, 5}, {3, 5}}), PC, Z, eig);  // A constant column has no correlation: NaN, not an error
   EXPECT_TRUE(std::isnan(eig[0]) && std::isnan(Z(0, 0)));
-  // NaN data give NaN in both modes.
   for (const auto mode : {PCACorrMat, PCACovMat}) {
     PCA(Mtx({{1, 2}, {NAN, 3}, {4, 1}}), PC, Z, eig, nullptr, mode);
     EXPECT_TRUE(std::isnan(eig[0]) && Z.Rows() == 3) << mode;

@@ -3,12 +3,8 @@
 #pragma once
 
 #include <algorithm>
-#include <cmath>
-#include <functional>
 #include <limits>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "support/TestSupport.h"
 

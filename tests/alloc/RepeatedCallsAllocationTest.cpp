@@ -2,11 +2,7 @@
 // interposed in this executable (glibc only; sanitizers bring their own allocator) and its
 // calls counted around the second and later calls of each routine.
 #include <atomic>
-#include <cmath>
 #include <cstddef>
-#include <functional>
-#include <string>
-#include <vector>
 
 #include "support/TestSupport.h"
 

@@ -27,8 +27,7 @@ TEST(TVec, SizingKeepsOrClearsAsDocumented) {
   EXPECT_RAISES(v.Size(-1), "Size: negative dimension");
   TMtx big;
   EXPECT_RAISES(big.Size(1 << 16, 1 << 16), "Size: too many elements");
-  // Above the direct-mapping threshold of the allocator: zeroed, and kept on resizing.
-  TVec l(1 << 20);
+  TVec l(1 << 20);  // Above the direct-mapping threshold of the allocator: zeroed, and kept on resizing
   EXPECT_EQ(0.0, Sum(l));
   l[0] = 1, l[(1 << 20) - 1] = 2;
   l.Resize(3 << 20);
@@ -44,8 +43,7 @@ TEST(TVec, CheckedAccess) {
   v[0] = 0.1;  // stored in single precision
   EXPECT_EQ(static_cast<double>(0.1F), v[0]);
   EXPECT_TRUE(v.PrecisionEPS() == 0x1p-23 && Vec({1}).PrecisionEPS() == 2.220446049250313e-16);
-  // Complex elements: the real part through the real accessors.
-  TVec z(2, mvSingleComplex);
+  TVec z(2, mvSingleComplex);  // Complex elements: the real part through the real accessors
   z.SetCValue(1, TCplx(1.5, -2));
   EXPECT_TRUE(z.CValues(1) == TCplx(1.5, -2) && z[1] == 1.5);
   EXPECT_RAISES(Sum(z), "Sum: X.Complex");
@@ -95,7 +93,6 @@ TEST(TMtx, ShapeRowsColumnsAndIntegerVectors) {
   TMtx t;
   Transp(t, a);
   EXPECT_TRUE(t.Rows() == 3 && t(1, 0) == 8.0);
-  // Integer vectors in their precisions, and vector lists.
   TVecInt i({300, -2, 7}), bytes(2, prUInt8);
   bytes[0] = 255;
   EXPECT_TRUE(i.IntPrecision() == prInt32 && i[1] == -2 && bytes[0] == 255);

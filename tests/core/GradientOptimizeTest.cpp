@@ -119,9 +119,8 @@ TEST(GradientOptimisers, StopReasons) {
   EXPECT_NEAR(x[0], 1.5, 1e-9);
   // A gradient that turns NaN at the first trial step stops BFGS with that reason.
   auto badGrad = [](const TVec& p, const TVec&, TObjConsts, TVec& g) { g = Vec({p[0] == 0 ? 1 : NAN}); };
-  auto lin = [](const TVec& p, const TVec&, TObjConsts) { return p[0]; };
   x = {0.0};
-  BFGS(lin, badGrad, x, {}, {}, fmin, why);
+  BFGS([](const TVec& p, const TVec&, TObjConsts) { return p[0]; }, badGrad, x, {}, {}, fmin, why);
   EXPECT_EQ(why, optNaNObjective);
 }
 

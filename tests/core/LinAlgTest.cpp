@@ -8,7 +8,6 @@ namespace {
 class LinAlgP : public testing::TestWithParam<TMtxFloatPrecision> {};
 INSTANTIATE_TEST_SUITE_P(Precisions, LinAlgP, testing::ValuesIn(kRealPrecisions), PrecisionName);
 
-// Deterministic pseudo-random fill in [-1, 1).
 TMtx Filled(int rows, int cols, TMtxFloatPrecision p, unsigned seed) {
   TMtx A(rows, cols, p);
   unsigned s = seed;
@@ -64,8 +63,7 @@ TEST_P(LinAlgP, LQRSolveLeastSquaresAndMinimumNorm) {
   // Wide with proportional rows. numpy.linalg.lstsq([[1,2,3],[2,4,6]], [1,2], rcond=None)[0]
   LQRSolve(x, Mtx({{1, 2, 3}, {2, 4, 6}}, p), Vec({1, 2}, p));
   ExpectAllClose({0.0714285714285714, 0.14285714285714282, 0.21428571428571425}, x, TolFor(p));
-  // A zero design has the zero vector as minimum-norm solution.
-  LQRSolve(x, TMtx(4, 2, p), Vec({1, 2, 3, 4}, p));
+  LQRSolve(x, TMtx(4, 2, p), Vec({1, 2, 3, 4}, p));  // A zero design has the zero vector as minimum-norm solution
   ExpectAllClose({0, 0}, x, 0);
   // Non-finite data give NaN, not garbage.
   TVec sv;
@@ -284,8 +282,7 @@ TEST_P(LinAlgP, AllEqualDataAboveJacobiSizesHaveTheRankOneSolution) {
   const double c = A.Values(0), tol = p == mvSingle ? 1e-4 : 1e-9;
   TVec y(m, p), x, sv;
   y.SetVal(1.0);
-  // Minimum-norm solution of c * sum(x) = 1: every x_j = 1 / (c n), from every solver.
-  const double xj = 1.0 / (c * n);
+  const double xj = 1.0 / (c * n);  // Minimum-norm solution of c * sum(x) = 1: every x_j = 1 / (c n), from every solver
   SVDSolve(x, A, y, sv);
   if (p == mvSingle) {  // double keeps the k/1000 steps: full rank, other solution
     for (int j = 0; j < n; ++j) EXPECT_CLOSE(xj, x[j], tol);

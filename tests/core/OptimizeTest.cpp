@@ -41,15 +41,12 @@ void ExpectConverged(const TRun& r, const std::vector<double>& x, double fmin) {
 }  // namespace
 
 TEST(Simplex, RosenbrockUnboundedOnABoundAndJustInsideOne) {
-  // Unbounded: the minimum is (1, 1) with value 0.
-  TRun r = Minimise(Rosenbrock, {-1.2, 1});
+  TRun r = Minimise(Rosenbrock, {-1.2, 1});  // Unbounded: the minimum is (1, 1) with value 0
   ExpectConverged(r, {1, 1}, 0);
   EXPECT_TRUE(r.iters > 0 && r.iters <= 500) << r.iters;
-  // x <= 0.5 excludes (1, 1); df/dx < 0 along the bound, so the minimiser is x = 0.5,
-  // y = 0.25 with value 0.25 (SciPy: minimize(rosen, [-1.2, 1], bounds=[(-2, 0.5), (-2, 2)],
-  // method='L-BFGS-B') gives 0.5, 0.2499999949830796, 0.2500000000000025).
-  // A start outside the box is projected into it, and a start on a bound still spans a
-  // proper simplex.
+  // x <= 0.5 excludes (1, 1); df/dx < 0 along the bound, so the minimiser is x = 0.5, y = 0.25 with value 0.25.
+  // SciPy: minimize(rosen, [-1.2, 1], bounds=[(-2, 0.5), (-2, 2)], method='L-BFGS-B') gives 0.5, 0.2499999949830796,
+  // 0.2500000000000025. A start outside the box is projected into it; one on a bound still spans a proper simplex.
   for (double x0 : {-1.2, 3.0, 0.5}) {
     SCOPED_TRACE(x0);
     r = Minimise(Rosenbrock, {x0, 1}, {-2, -2}, {0.5, 2});
@@ -77,13 +74,11 @@ TEST(Simplex, StopReasonsIterationCountAndNaNRegion) {
   TRun r = Minimise(Rosenbrock, {-1.2, 1}, {}, {}, 7, mvDouble, &log);
   EXPECT_TRUE(r.reason == optMaxIterReached && r.iters == 7 && log.size() == 7u);
   EXPECT_LT(r.fmin, Rosenbrock(Vec({-1.2, 1}), {}, {}));  // the best vertex, not the start
-  // MaxIter = 0 makes no iteration; the start is evaluated.
-  r = Minimise(Rosenbrock, {-1.2, 1}, {}, {}, 0);
+  r = Minimise(Rosenbrock, {-1.2, 1}, {}, {}, 0);         // MaxIter = 0 makes no iteration; the start is evaluated
   EXPECT_TRUE(r.reason == optNotStarted && r.iters == 0);
   EXPECT_CLOSE(24.2, r.fmin, 1e-14);
   // A start where the objective is not finite is returned as it is.
-  auto logAt = [](const TVec& p, const TVec&, TObjConsts) { return std::log(p[0]); };
-  r = Minimise(logAt, {-1});
+  r = Minimise([](const TVec& p, const TVec&, TObjConsts) { return std::log(p[0]); }, {-1});
   EXPECT_TRUE(r.reason == optBadStart && r.x[0] == -1 && r.iters == 0 && r.fmin == INF);  // NaN counts as +Inf
   // Defined at the start only: every trial point is NaN.
   auto isolated = [](const TVec& p, const TVec&, TObjConsts) { return p[0] == 2.0 ? 1.0 : std::nan(""); };
@@ -92,7 +87,6 @@ TEST(Simplex, StopReasonsIterationCountAndNaNRegion) {
   // A box that pins every parameter tries no other point: the start is the minimum.
   r = Minimise(isolated, {2}, {2}, {2}, 50);
   EXPECT_EQ(r.reason, optConverged);
-  // Same problem, same answer, bit for bit.
   const TRun a = Minimise(Rosenbrock, {-1.2, 1}), b = Minimise(Rosenbrock, {-1.2, 1});
   EXPECT_TRUE(a.x == b.x && a.iters == b.iters);
   // f = x - 0.2 sqrt(x) + 3 y^2 has its minimum -0.01 at (0.01, 0) and is NaN for x < 0;
@@ -128,8 +122,7 @@ TEST(Simplex, SingleObjectiveGetsSingleParameters) {
   EXPECT_TRUE(allSingle && reason == optConverged);
   for (std::size_t i = 0; i < 3; ++i) {
     EXPECT_NEAR(x[i], centre[static_cast<int>(i)], 1e-3);
-    // What is returned is the point the objective saw.
-    EXPECT_EQ(x[i], static_cast<double>(static_cast<float>(x[i])));
+    EXPECT_EQ(x[i], static_cast<double>(static_cast<float>(x[i])));  // What is returned is the point the objective saw
   }
 }
 
@@ -147,7 +140,6 @@ TEST(Simplex, ArgumentChecks) {
   EXPECT_RAISES(Simplex(Rosenbrock, x, {}, {}, lo, crossed, f, r), "Simplex: LowerBounds > UpperBounds");
   // Checks come before anything is evaluated or written.
   EXPECT_EQ(x, (std::vector<double>{1, 2}));
-  // Infinite bounds are the unbounded problem.
-  const std::vector<double> ninf{-INF, -INF}, pinf{INF, INF};
+  const std::vector<double> ninf{-INF, -INF}, pinf{INF, INF};  // Infinite bounds are the unbounded problem
   EXPECT_EQ(Minimise(Rosenbrock, {-1.2, 1}, ninf, pinf).x, Minimise(Rosenbrock, {-1.2, 1}).x);
 }

@@ -54,8 +54,7 @@ TEST(Reductions, ScalarsAgainstDirectFormulas) {
 }
 
 TEST(Reductions, RowsAndColumnsWithAnOffset) {
-  // Columns on an offset of 1e9: a one-pass variance would lose every digit here.
-  TMtx a(1000, 3);
+  TMtx a(1000, 3);  // Columns on an offset of 1e9: a one-pass variance would lose every digit here
   for (int r = 0; r < 1000; ++r)
     for (int c = 0; c < 3; ++c) a(r, c) = 1e9 + (c + 1) * ((r % 2) ? 1.0 : -1.0);
   TVec m, s;

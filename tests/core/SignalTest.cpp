@@ -70,8 +70,7 @@ TEST(Convolve, ShortAndLongKernels) {
   ExpectAllClose({2, -2, 8}, c, 1e-7);
   Kalix::Convolve(c, TVec(), Vec({1}));
   EXPECT_EQ(0, c.Length());
-  // 200 x 301: long enough for the FFT path.
-  const auto a = Series(200), b = Series(301, 1.3);
+  const auto a = Series(200), b = Series(301, 1.3);  // 200 x 301: long enough for the FFT path
   Kalix::Convolve(c, Vec(a), Vec(b));
   ASSERT_EQ(500, c.Length());
   for (int j = 0; j < 500; ++j) {
@@ -94,8 +93,7 @@ TEST(SignalOps, MessagesInCheckOrder) {
   EXPECT_RAISES(Kalix::CrossCorr(r, Vec({1}), Vec({1}), -1), "CrossCorr: Lags < 0");
   EXPECT_RAISES(Kalix::Convolve(r, cx, Vec({1}, mvSingle)), "Convolve: X.Complex or Y.Complex");
   EXPECT_RAISES(Kalix::Convolve(r, Vec({1}), Vec({1}, mvSingle)), "Convolve: X.FloatPrecision <> Y.FloatPrecision");
-  // An empty series has no products: every lag is 0.
-  Kalix::AutoCorrBiased(r, TVec(), 3);
+  Kalix::AutoCorrBiased(r, TVec(), 3);  // An empty series has no products: every lag is 0
   ExpectAllClose({0, 0, 0}, r, 0.0);
 }
 

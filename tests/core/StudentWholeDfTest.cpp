@@ -1,7 +1,6 @@
 // Student's t for whole degrees of freedom (closed series, Hill's start and Newton) against long-double Boost;
 // the R values of the probability table pin the same path.
 #include <boost/math/distributions/students_t.hpp>
-#include <cmath>
 
 #include "support/TestSupport.h"
 
