@@ -175,9 +175,6 @@ double SampleJitter(std::size_t j) {
 // the compiler's vector extension: the inside test is a mask, so the only branch is the rare
 // "some lane is inside" one and the pass runs at memory speed.
 #ifdef KALIX_AVX512_CLASSIFY
-// The same pass on AVX-512: eight (sixteen) lanes per step, and the inside values packed by
-// the compress instruction, so the loop has no data-dependent branch at all. Returns how many
-// leading values it classified (a multiple of the lane count, or fewer when cap ran out).
 // The AVX-512 operations of the pass for one element type.
 template <class T>
 struct TWide;
@@ -210,6 +207,9 @@ struct TWide<float> {
   }
 };
 
+// The same pass on AVX-512: eight (sixteen) lanes per step, and the inside values packed by
+// the compress instruction, so the loop has no data-dependent branch at all. Returns how many
+// leading values it classified (a multiple of the lane count, or fewer when cap ran out).
 template <class T>
 __attribute__((target("avx512f,popcnt"))) std::size_t ClassifyWide(const T* x, std::size_t n, T lo, T hi,
                                                                     std::size_t& below, T* mid, std::size_t cap,
